@@ -1,0 +1,78 @@
+// The fixed words in which numbers and states reach the user.
+
+#include "core/render.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+static constexpr const char *ctrl_status_words[] = {
+    "OFF", "ON", "OFF(locked)", "ON(locked)", "OFF(cycle)", "OFF(pend_cycle)", "OFF(pend_ON)",  "ON(pend_OFF)",
+    "OFF", "ON", "OFF",         "ON",         "NOT_SET",    "ON(fixed)",       "OFF(shutdown)",
+};
+
+static constexpr const char *mod_status_words[] = {
+    "OFF",       "ON",       "OFF(error)", "ON(error)", "OFF(wait)",  "ON(wait)",
+    "OFF(fuse)", "ON(fuse)", "OFF(ocp)",   "Reading",   "Comm error",
+};
+
+// A mark in the unit text and the rendering it asks for; the first mark found decides.
+struct sensor_unit {
+    const char *mark;
+    double zero;        // taken off the value
+    const char *suffix; // behind "%.1f"
+};
+
+// The degree sign is the one byte 0xF8 of the terminal's code page, not UTF-8.
+static constexpr sensor_unit sensor_units[] = {
+    {"oF", 0.0, "\370F"}, {"oC", 0.0, "\370C"}, {"K", 273.15, "\370C"}, {"afu", 0.0, "afu"}, {"%", 0.0, "%"},
+};
+
+// The word for a code from 1.
+template <size_t count> static const char *status_word(const char *const (&words)[count], int code)
+{
+    return code >= 1 && static_cast<size_t>(code) <= count ? words[code - 1] : "UNDEFINED";
+}
+
+const char *ctrl_status_str(int code)
+{
+    return status_word(ctrl_status_words, code);
+}
+
+const char *mod_status_str(int code)
+{
+    return status_word(mod_status_words, code);
+}
+
+char *tenths_str(char *buffer, int tenths)
+{
+    snprintf(buffer, render_buffer_size, "%.1f", tenths / 10.0);
+    return buffer;
+}
+
+char *date_str(char *buffer, time_t when)
+{
+    buffer[0] = '\0';
+    tm local;
+    if (when != 0 && localtime_r(&when, &local) &&
+        snprintf(buffer, render_buffer_size, "%04d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900, local.tm_mon + 1,
+                 local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec) < 0)
+        buffer[0] = '\0';
+    return buffer;
+}
+
+int sensor_value_str(const char *unit, const char *value, char **text)
+{
+    if (!unit || !value || !text)
+        return 0;
+    for (const sensor_unit &known : sensor_units) {
+        if (!strstr(unit, known.mark))
+            continue;
+        char *rendered = nullptr;
+        if (asprintf(&rendered, "%.1f%s", strtod(value, nullptr) - known.zero, known.suffix) < 0)
+            return 0;
+        *text = rendered;
+        return 1;
+    }
+    return 0;
+}

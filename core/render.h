@@ -1,0 +1,21 @@
+// The fixed words in which numbers and states reach the user.
+#pragma once
+
+#include <cstddef>
+#include <ctime>
+
+inline constexpr size_t render_buffer_size = 32; // what the buffers of tenths_str and date_str must hold
+
+// Constant texts; "UNDEFINED" for a code outside the tables.
+const char *ctrl_status_str(int code);
+const char *mod_status_str(int code);
+
+// Value / 10.0 as "%.1f"; answers the buffer.
+char *tenths_str(char *buffer, int tenths);
+
+// Local time as "2011-07-22 13:17:00", empty text for time 0; answers the buffer.
+char *date_str(char *buffer, time_t when);
+
+// A sensor's value in its own unit, Kelvin as Celsius, the degree sign as the one byte 0xF8. 1 with new heap text that
+// the caller frees; 0, with `*text` unwritten, for an unknown unit, an absent argument or no memory.
+int sensor_value_str(const char *unit, const char *value, char **text);

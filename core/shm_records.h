@@ -1,0 +1,87 @@
+// Careful access to the records of the status segment. The daemon may be in the middle of an update, and anybody may
+// have made a segment with that key: a pointer counts only if the whole record behind it lies in the segment, each walk
+// is bounded by how many records fit, each cell is read once, and a text ends with its field.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "core/shm_layout.h"
+
+// The segment as it is mapped. It holds a root at least.
+struct shm_view {
+    uintptr_t base;
+    size_t size;
+};
+
+// --- Cells ---------------------------------------------------------------------------------------------------------
+
+// A cell, read exactly once: the next look may find another value.
+template <class Cell> Cell fetch(const Cell &cell)
+{
+    static_assert(sizeof(Cell) <= sizeof(uint32_t), "a wider cell needs a type that says how it is aligned");
+    return *const_cast<const volatile Cell *>(&cell);
+}
+
+// A text cell, copied and ended within its field.
+template <size_t width> struct field_copy {
+    char text[width + 1];
+
+    explicit field_copy(const char (&field)[width])
+    {
+        memcpy(text, field, width);
+        text[width] = '\0';
+        std::atomic_signal_fence(std::memory_order_seq_cst); // what follows reads the copy, never the field again
+    }
+    bool is(const char *other) const { return strcmp(text, other) == 0; }
+};
+
+// --- Units ---------------------------------------------------------------------------------------------------------
+
+inline const shm_root &root_record(const shm_view &segment)
+{
+    return *reinterpret_cast<const shm_root *>(segment.base);
+}
+
+// Null where the segment has no port.
+const shm_port *first_port(const shm_view &segment);
+
+// A walk over all units in segment order. While it stands on a unit, `port` and `pdu` are the tree's numbers for it.
+struct unit_walk {
+    shm_view segment;
+    uint32_t next_port;
+    uint32_t next_pdu;
+    size_t ports_left; // how many records could lie in the segment: a chain that closes on itself ends here
+    size_t pdus_left;
+    bool local;
+    int port;
+    int pdu;
+    const shm_pdu *record;
+};
+
+// Stands before the first unit.
+unit_walk walk_units(const shm_view &segment);
+
+// Steps to the next unit; false behind the last.
+bool next_unit(unit_walk &walk);
+
+// --- Nodes inside a unit -------------------------------------------------------------------------------------------
+
+// How many phases (type 0) or circuits (1) the unit says that it has, or -1 for more than there is room for.
+int count_elems(const shm_pdu &unit, int type);
+
+// The k-th phase or circuit, or outlet, from 1, by position; null if there is none.
+const shm_elem *elem_record(const shm_pdu &unit, int type, int k);
+const shm_outlet *outlet_record(const shm_view &segment, const shm_pdu &unit, int k);
+
+// What nodes of all kinds have. `block` is null where the unit has no such node.
+struct shm_node {
+    uint32_t capabilities = 0;
+    uint32_t block_valid = 0; // the bit among them that says whether the block counts
+    const elecmon_block *block = nullptr;
+};
+
+// The node of type 0 to 3; with type 3, the unit itself, `elem` is not looked at.
+shm_node find_node(const shm_view &segment, const shm_pdu &unit, int elem, int type);

@@ -1,0 +1,147 @@
+// The fixed words in which numbers and states reach the user.
+
+#include "core/render.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "client/types.h"
+#include "tests/fakes/fakes.h"
+
+static std::string tenths(int value)
+{
+    char buffer[render_buffer_size];
+    return tenths_str(buffer, value);
+}
+
+static std::string date(time_t when)
+{
+    char buffer[render_buffer_size];
+    return date_str(buffer, when);
+}
+
+static std::string sensor(const char *unit, const char *value)
+{
+    owned_text text;
+    int made = sensor_value_str(unit, value, into(text));
+    return made == 1 ? text.get() : "(no text)";
+}
+
+TEST(render, ctrl_status_has_a_word_for_each_of_its_fifteen_codes)
+{
+    const char *const words[] = {
+        "OFF", "ON", "OFF(locked)", "ON(locked)", "OFF(cycle)", "OFF(pend_cycle)", "OFF(pend_ON)",  "ON(pend_OFF)",
+        "OFF", "ON", "OFF",         "ON",         "NOT_SET",    "ON(fixed)",       "OFF(shutdown)",
+    };
+    for (int code = 1; code <= 15; code++)
+        EXPECT_STREQ(ctrl_status_str(code), words[code - 1]) << code;
+}
+
+TEST(render, ctrl_status_outside_its_codes_is_undefined)
+{
+    EXPECT_STREQ(ctrl_status_str(0), "UNDEFINED");
+    EXPECT_STREQ(ctrl_status_str(16), "UNDEFINED");
+    EXPECT_STREQ(ctrl_status_str(-1), "UNDEFINED");
+}
+
+TEST(render, mod_status_has_a_word_for_each_of_its_eleven_codes)
+{
+    const char *const words[] = {
+        "OFF",       "ON",       "OFF(error)", "ON(error)", "OFF(wait)",  "ON(wait)",
+        "OFF(fuse)", "ON(fuse)", "OFF(ocp)",   "Reading",   "Comm error",
+    };
+    for (int code = 1; code <= 11; code++)
+        EXPECT_STREQ(mod_status_str(code), words[code - 1]) << code;
+}
+
+TEST(render, mod_status_outside_its_codes_is_undefined)
+{
+    EXPECT_STREQ(mod_status_str(0), "UNDEFINED");
+    EXPECT_STREQ(mod_status_str(12), "UNDEFINED");
+}
+
+TEST(render, tenths_keep_one_digit_and_the_sign)
+{
+    EXPECT_EQ(tenths(0), "0.0");
+    EXPECT_EQ(tenths(25), "2.5");
+    EXPECT_EQ(tenths(-5), "-0.5");
+    EXPECT_EQ(tenths(INT32_MAX), "214748364.7");
+    EXPECT_EQ(tenths(INT32_MIN), "-214748364.8");
+}
+
+TEST(render, date_of_time_zero_is_empty)
+{
+    EXPECT_EQ(date(0), "");
+}
+
+TEST(render, date_is_local_time)
+{
+    ASSERT_EQ(setenv("TZ", "XYZ-2", 1), 0);
+    tzset();
+    EXPECT_EQ(date(1311340620), "2011-07-22 15:17:00");
+    ASSERT_EQ(setenv("TZ", "UTC", 1), 0);
+    tzset();
+    EXPECT_EQ(date(1311340620), "2011-07-22 13:17:00");
+}
+
+TEST(render, sensor_value_is_shown_in_its_own_unit_with_the_degree_byte)
+{
+    EXPECT_EQ(sensor("oF", "77.04"), "77.0\xf8"
+                                     "F");
+    EXPECT_EQ(sensor("oC", "-3.26"), "-3.3\xf8"
+                                     "C");
+    EXPECT_EQ(sensor("afu", "12"), "12.0afu");
+    EXPECT_EQ(sensor("%", "45.5"), "45.5%");
+}
+
+TEST(render, kelvin_is_shown_as_celsius)
+{
+    EXPECT_EQ(sensor("K", "300"), "26.9\xf8"
+                                  "C");
+}
+
+TEST(render, first_mark_in_the_list_decides_the_unit)
+{
+    EXPECT_EQ(sensor("oC or oF", "1"), "1.0\xf8"
+                                       "F");
+    EXPECT_EQ(sensor("K oC", "1"), "1.0\xf8"
+                                   "C");
+    EXPECT_EQ(sensor("%K", "273.15"), "0.0\xf8"
+                                      "C");
+    EXPECT_EQ(sensor("% afu", "1"), "1.0afu");
+}
+
+TEST(render, sensor_value_without_a_number_is_zero)
+{
+    EXPECT_EQ(sensor("%", "none"), "0.0%");
+}
+
+TEST(render, unknown_sensor_unit_gives_no_text)
+{
+    char *text = nullptr;
+    EXPECT_EQ(sensor_value_str("V", "1", &text), 0);
+    EXPECT_EQ(sensor_value_str("", "1", &text), 0);
+    EXPECT_EQ(text, nullptr);
+}
+
+TEST(render, absent_sensor_argument_gives_no_text)
+{
+    char *text = nullptr;
+    EXPECT_EQ(sensor_value_str(nullptr, "1", &text), 0);
+    EXPECT_EQ(sensor_value_str("oC", nullptr, &text), 0);
+    EXPECT_EQ(text, nullptr);
+    EXPECT_EQ(sensor_value_str("oC", "1", nullptr), 0);
+}
+
+TEST(render, sensor_value_without_memory_gives_no_text)
+{
+    char *text = nullptr;
+    heap.fail_at(1);
+    EXPECT_EQ(sensor_value_str("oC", "1", &text), 0);
+    EXPECT_TRUE(heap.failed());
+    EXPECT_EQ(text, nullptr);
+}

@@ -1,0 +1,302 @@
+// Segments in the middle of an update, or made by somebody who means harm: no reader runs out of the segment, loops, or
+// gives a text that its field does not hold.
+
+#include "core/ztd_shm.h"
+
+#include <cstring>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "client/types.h"
+#include "core/shm_layout.h"
+#include "tests/fakes/fakes.h"
+
+static constexpr uint32_t segment_end = shm_base_address + segment_size;
+
+static shm_port &first_port()
+{
+    return *fake_segment::at<shm_port>(segment.root().ports);
+}
+
+static size_t length(const paramtype_int_list *list)
+{
+    size_t nodes = 0;
+    for (; list; list = list->next)
+        nodes++;
+    return nodes;
+}
+
+static size_t listed_pdus(int port)
+{
+    owned_int_list list;
+    EXPECT_EQ(list_int_pdu_shm(port, into(list)), 0);
+    return length(list.get());
+}
+
+static bool answers_model(int port, int pdu)
+{
+    int model;
+    return node_info_shm(port, pdu, 0, elem_pdu, info_pdu_model, nullptr, &model) == 0;
+}
+
+// --- Pointers ------------------------------------------------------------------------------------------------------
+
+TEST(hostile_segment, pointer_outside_the_segment_counts_as_null)
+{
+    fake_chain chain;
+    chain.unit();
+    const uint32_t ports_at = segment.root().ports;
+    for (uint32_t outside : {4u, shm_base_address - 4, segment_end, segment_end - 4, 0xfffffffcu, 0xffffffffu}) {
+        first_port().pdus = outside;
+        EXPECT_EQ(listed_pdus(1), 0u) << outside;
+        EXPECT_FALSE(answers_model(1, 1)) << outside;
+        segment.root().ports = outside;
+        owned_int_list ports;
+        EXPECT_EQ(list_int_port_shm(into(ports)), 0) << outside;
+        EXPECT_EQ(ports.get(), nullptr) << outside;
+        segment.root().ports = ports_at;
+    }
+}
+
+TEST(hostile_segment, misaligned_pointer_counts_as_null)
+{
+    fake_chain chain;
+    chain.unit();
+    ASSERT_TRUE(answers_model(1, 1));
+    uint32_t at = first_port().pdus;
+    for (uint32_t off : {1u, 2u, 3u}) {
+        first_port().pdus = at + off;
+        EXPECT_EQ(listed_pdus(1), 0u) << off;
+    }
+}
+
+TEST(hostile_segment, record_must_lie_in_the_segment_to_its_last_byte)
+{
+    fake_chain chain;
+    chain.unit();
+    uint32_t last = segment_end - sizeof(shm_pdu);
+    *fake_segment::at<shm_pdu>(last) = chain.at(1).pdu_record();
+    first_port().pdus = last;
+    EXPECT_EQ(listed_pdus(1), 1u);
+    first_port().pdus = last + 4;
+    EXPECT_EQ(listed_pdus(1), 0u);
+}
+
+TEST(hostile_segment, segment_smaller_than_its_pointers_say_is_not_overrun)
+{
+    fake_chain chain;
+    chain.unit();
+    uint32_t record = first_port().pdus;
+    segment.size = record - shm_base_address + sizeof(shm_pdu) - 1;
+    EXPECT_EQ(listed_pdus(1), 0u);
+    shm_forget();
+    segment.size++;
+    EXPECT_EQ(listed_pdus(1), 1u);
+}
+
+TEST(hostile_segment, outlet_array_is_followed_only_as_far_as_it_lies_inside)
+{
+    fake_chain chain;
+    shm_pdu &pdu = chain.unit({.outlets = 2}).pdu_record();
+    pdu.outlets = segment_end - 2 * sizeof(shm_outlet);
+    pdu.num_outlets = 255;
+    owned_text text;
+    EXPECT_EQ(node_info_shm(1, 1, 2, elem_outlet, info_outlet_name, into(text), nullptr), 0);
+    EXPECT_NE(node_info_shm(1, 1, 3, elem_outlet, info_outlet_name, into(text), nullptr), 0);
+    EXPECT_NE(node_caps_shm(1, 1, 255, elem_outlet, ~0u), 0);
+    int number;
+    EXPECT_NE(name2id_shm("nobody", name_of_outlet, wanted_outlet, nullptr, &number), 0);
+}
+
+TEST(hostile_segment, outlets_that_are_not_all_there_give_no_list)
+{
+    fake_chain chain;
+    shm_pdu &pdu = chain.unit({.outlets = 2}).pdu_record();
+    pdu.outlets = 0;
+    owned_int_list list;
+    EXPECT_NE(list_int_elem_shm(1, 1, elem_outlet, into(list)), 0);
+    EXPECT_EQ(list.get(), nullptr);
+}
+
+// --- Lists that close on themselves --------------------------------------------------------------------------------
+
+TEST(hostile_segment, cycle_of_ports_ends)
+{
+    fake_chain chain;
+    chain.unit();
+    first_port().next = segment.root().ports;
+    EXPECT_LE(listed_pdus(1), segment_size / sizeof(shm_port));
+    EXPECT_FALSE(answers_model(1, 9));
+}
+
+TEST(hostile_segment, cycle_of_units_ends)
+{
+    fake_chain chain;
+    chain.unit().pdu_record().next = first_port().pdus;
+    EXPECT_LE(listed_pdus(1), segment_size / sizeof(shm_pdu));
+    EXPECT_FALSE(answers_model(1, 9));
+    int number;
+    EXPECT_NE(name2id_shm("nobody", name_of_outlet, wanted_pdu, nullptr, &number), 0);
+    EXPECT_NE(name2id_shm("nobody", name_of_pdu, wanted_pdu, nullptr, &number), 0);
+}
+
+TEST(hostile_segment, cycle_of_ports_with_cycles_of_units_takes_no_longer_than_one_walk)
+{
+    fake_chain chain;
+    chain.unit().pdu_record().next = first_port().pdus;
+    first_port().next = segment.root().ports;
+    EXPECT_LE(listed_pdus(1), segment_size / sizeof(shm_pdu));
+}
+
+// --- Counts --------------------------------------------------------------------------------------------------------
+
+TEST(hostile_segment, more_phases_or_circuits_than_a_record_holds_give_no_answer)
+{
+    fake_chain chain;
+    shm_pdu &pdu = chain.unit({.phases = 3, .circuits = 6}).pdu_record();
+    pdu.num_phases = 4;
+    pdu.num_circuits = 7;
+    for (int type : {elem_phase, elem_circuit}) {
+        owned_int_list list;
+        EXPECT_NE(list_int_elem_shm(1, 1, type, into(list)), 0) << type;
+        owned_text text;
+        EXPECT_NE(node_info_shm(1, 1, 4, type, info_elem_sys_name, into(text), nullptr), 0) << type;
+        EXPECT_NE(elecmon_elem_info_shm(1, 1, 255, type, shm_mask_current, into(text)), 0) << type;
+    }
+}
+
+// --- Texts ---------------------------------------------------------------------------------------------------------
+
+template <size_t width> static void fill(char (&field)[width])
+{
+    memset(field, 'x', width);
+}
+
+static std::string text_of(int elem, int type, int attribute)
+{
+    owned_text text;
+    int result = node_info_shm(1, 1, elem, type, attribute, into(text), nullptr);
+    return result ? "(no answer)" : text.get();
+}
+
+TEST(hostile_segment, text_without_its_end_stops_with_its_field)
+{
+    fake_chain chain;
+    fake_node unit = chain.unit({.circuits = 1});
+    fill(unit.pdu_record().model_text);
+    fill(unit.phase(1).elem_record().sys_name);
+    fill(unit.circuit(1).elem_record().sys_name);
+    fill(unit.outlet(1).outlet_record().name);
+    fill(unit.outlet(1).outlet_record().sys_name);
+    EXPECT_EQ(text_of(0, elem_pdu, info_pdu_model), std::string(16, 'x'));
+    EXPECT_EQ(text_of(1, elem_phase, info_elem_sys_name), std::string(11, 'x'));
+    EXPECT_EQ(text_of(1, elem_circuit, info_elem_sys_name), std::string(11, 'x'));
+    EXPECT_EQ(text_of(1, elem_outlet, info_outlet_name), std::string(33, 'x'));
+    EXPECT_EQ(text_of(1, elem_outlet, info_outlet_sys_name), std::string(9, 'x'));
+}
+
+TEST(hostile_segment, names_without_their_end_are_compared_within_their_fields)
+{
+    fake_chain chain;
+    fake_node unit = chain.unit();
+    fill(unit.pdu_record().name);
+    fill(unit.outlet(1).outlet_record().name);
+    int number = 0;
+    EXPECT_EQ(name2id_shm(std::string(47, 'x').c_str(), name_of_pdu, wanted_pdu, nullptr, &number), 0);
+    EXPECT_NE(name2id_shm(std::string(48, 'x').c_str(), name_of_pdu, wanted_pdu, nullptr, &number), 0);
+    EXPECT_EQ(name2id_shm(std::string(33, 'x').c_str(), name_of_outlet, wanted_pdu, nullptr, &number), 0);
+    EXPECT_NE(name2id_shm(std::string(34, 'x').c_str(), name_of_outlet, wanted_pdu, nullptr, &number), 0);
+}
+
+TEST(hostile_segment, port_name_without_its_end_is_not_local)
+{
+    fake_chain chain;
+    chain.unit();
+    fill(first_port().name);
+    EXPECT_EQ(listed_pdus(1), 0u);
+    EXPECT_EQ(listed_pdus(0), 1u);
+}
+
+// --- Noise ---------------------------------------------------------------------------------------------------------
+
+static uint32_t draw(std::mt19937 &random, uint32_t below)
+{
+    return static_cast<uint32_t>(random()) % below;
+}
+
+// Random words, every other one of them a pointer into the noise.
+static void make_noise(std::mt19937 &random)
+{
+    static constexpr uint32_t noisy = 0x4000;
+    uint32_t words[noisy / sizeof(uint32_t)];
+    for (uint32_t &word : words)
+        word =
+            draw(random, 2) ? shm_base_address + draw(random, noisy + 0x100) / 4 * 4 : static_cast<uint32_t>(random());
+    segment.install({reinterpret_cast<const uint8_t *>(words), sizeof words});
+    segment.root().ports = shm_base_address + sizeof(shm_root) + draw(random, noisy) / 4 * 4; // not the root itself
+    if (draw(random, 2)) // a walk that gets somewhere
+        memcpy(first_port().name, "local", 6);
+}
+
+static void ask_for_lists(int port, int pdu)
+{
+    owned_int_list list;
+    if (list_int_port_shm(into(list)) == 0) {
+        ASSERT_LE(length(list.get()), 1u);
+    }
+    if (list_int_pdu_shm(port, into(list)) == 0) {
+        ASSERT_LE(length(list.get()), segment_size / sizeof(shm_pdu));
+    }
+    for (int type = -1; type <= 4; type++)
+        if (list_int_elem_shm(port, pdu, type, into(list)) == 0) {
+            ASSERT_LE(length(list.get()), 255u);
+        }
+}
+
+static void ask_for_values(int port, int pdu, int elem, std::mt19937 &random)
+{
+    static constexpr int attributes[] = {1, 2, 4, 0x10, 0x20, 0x80, 0x100, 0x2000, 0x20000, 0};
+    for (int type = -1; type <= 4; type++) {
+        owned_text text;
+        uint32_t mask = 1u << draw(random, 32);
+        node_caps_shm(port, pdu, elem, type, mask);
+        elecmon_caps_shm(port, pdu, elem, type, mask);
+        if (elecmon_elem_info_shm(port, pdu, elem, type, mask, into(text)) == 0) {
+            ASSERT_LE(strlen(text.get()), 40u);
+        }
+        for (int attribute : attributes) {
+            int number;
+            owned_text word;
+            node_info_shm(port, pdu, elem, type, attribute, into(word), &number);
+            ASSERT_LE(word ? strlen(word.get()) : 0, 33u);
+        }
+    }
+}
+
+TEST(hostile_segment, random_bytes_neither_crash_nor_loop)
+{
+    std::mt19937 random(20110722);
+    int walks_that_got_somewhere = 0;
+    for (int round = 0; round < 2000; round++) {
+        make_noise(random);
+        int port = static_cast<int>(draw(random, 256)), pdu = static_cast<int>(draw(random, 257));
+        uint32_t first = first_port().pdus;
+        if (first >= shm_base_address && first < segment_end - sizeof(shm_pdu)) { // often an address that exists
+            int shift = strcmp(first_port().name, "local") == 0 ? 0 : 1;
+            port = first_port().id - shift;
+            pdu = fake_segment::at<uint8_t>(first)[offsetof(shm_pdu, id)] + shift;
+        }
+        walks_that_got_somewhere += answers_model(port, pdu);
+        ask_for_lists(port, pdu);
+        ask_for_values(port, pdu, static_cast<int>(draw(random, 10)), random);
+        int number;
+        name2id_shm("x", name_of_pdu, static_cast<int>(draw(random, 4)), nullptr, &number);
+        if (round % 50 == 0)
+            name2id_shm("x", name_of_outlet, static_cast<int>(draw(random, 4)), nullptr, &number);
+        if (HasFatalFailure())
+            FAIL() << "round " << round;
+    }
+    EXPECT_GT(walks_that_got_somewhere, 200);
+}
