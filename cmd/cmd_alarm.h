@@ -1,0 +1,4 @@
+// The command `alarm`: the alarm threshold of the current.
+#pragma once
+
+extern const char alarm_usage[];

@@ -1,0 +1,4 @@
+// The command `display`: the display of a unit.
+#pragma once
+
+extern const char display_usage[];

@@ -1,0 +1,4 @@
+// The command `power`: power readings.
+#pragma once
+
+extern const char power_usage[];

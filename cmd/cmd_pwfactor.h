@@ -1,0 +1,4 @@
+// The command `powerfactor`: power factor readings.
+#pragma once
+
+extern const char powerfactor_usage[];

@@ -1,0 +1,4 @@
+// The command `reboot`: the restart of a unit.
+#pragma once
+
+extern const char reboot_usage[];

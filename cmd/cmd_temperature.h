@@ -1,0 +1,4 @@
+// The command `temperature`: the temperature of units.
+#pragma once
+
+extern const char temperature_usage[];

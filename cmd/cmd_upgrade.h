@@ -1,0 +1,4 @@
+// The command `upgrade`: firmware.
+#pragma once
+
+extern const char upgrade_usage[];

@@ -1,0 +1,4 @@
+// The command `voltage`: voltage readings.
+#pragma once
+
+extern const char voltage_usage[];
