@@ -1,0 +1,79 @@
+// The way out: the accumulator that handlers add to, the one place that prints, and the account of time spent in
+// control-tree calls.
+
+#include "shell/output.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <sys/time.h>
+
+#include "ci.h"
+#include "client/types.h"
+#include "core/log.h"
+#include "shell/input.h"
+
+double tsapi_usec;
+static double tsapi_mark; // stamp of the last start or stop
+
+int append_output(char **out, const char *format, ...)
+{
+    if (!format || !*format)
+        return 1;
+
+    char *text = nullptr;
+    va_list values;
+    va_start(values, format);
+    const int length = vasprintf(&text, format, values);
+    va_end(values);
+    if (length < 0)
+        return log_failure("Fail to append instance %s", format);
+    const owned_text fragment(text);
+
+    const char *so_far = *out ? *out : "";
+    if (asprintf(&text, "%s%s", so_far, fragment.get()) < 0)
+        return log_failure("Fail to append %s to accumulate string %s", fragment.get(), so_far);
+    free(*out);
+    *out = text;
+    return 0;
+}
+
+void cli_output(const char *text)
+{
+    if (!text)
+        return;
+    log_trace("TX [%s]", text);
+    FILE *terminal = cli_terminal();
+    fputs(text, terminal);
+    fflush(terminal);
+    if (!ci_dla(cli_session, text))
+        log_debug("DLA (output) error: %s", text);
+}
+
+void cli_output_flush(char **holder)
+{
+    if (!holder || !*holder)
+        return;
+    cli_output(*holder);
+    free(*holder);
+    *holder = nullptr;
+}
+
+double time_stamp()
+{
+    timeval now;
+    gettimeofday(&now, nullptr);
+    // Intended: the stamp is cut to 32 bits (a command that runs across a wrap shows a false time).
+    const uint32_t stamp = static_cast<uint32_t>(now.tv_sec) * 1000000U + static_cast<uint32_t>(now.tv_usec);
+    return static_cast<int32_t>(stamp);
+}
+
+void tsapi_time_account(int stop)
+{
+    if (!cli_debug)
+        return;
+    const double stamp = time_stamp();
+    // Intended: a start clears the account (the timing line shows the last bracket, not the sum).
+    tsapi_usec = stop ? stamp - tsapi_mark + tsapi_usec : 0;
+    tsapi_mark = stamp;
+}
