@@ -1,0 +1,13 @@
+// The time line of the desk. Whatever happens late or step by step asks it, so that a test can move time by hand.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+struct desk_clock {
+    // Set: time stands still there until somebody moves it. Empty: the machine's monotonic clock.
+    std::optional<int64_t> driven;
+
+    // Milliseconds from an arbitrary start; never goes back on its own.
+    int64_t now_ms() const;
+};

@@ -1,0 +1,40 @@
+// The far end of the device lines, as the daemon sees it: a chain to read, and operations that change it. The tree
+// never writes into the chain itself, so that a line with real units behind it can take the simulation's place.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string_view>
+
+#include "appliance/model/chain.h"
+#include "appliance/model/switching.h"
+
+struct device {
+    const chain *units; // what the units last said of themselves; owned by the device
+    void *self;         // what the operations work on
+
+    // Gives the unit at that place an ID; the empty one brings the unit's own default back.
+    result_code (*set_unit_id)(void *self, int port, int pdu, std::string_view id);
+
+    // 1 to 60 s.
+    result_code (*set_cycle_interval)(void *self, int port, int pdu, int seconds);
+
+    // Turns over-current protection of the unit on or off.
+    result_code (*set_overcurrent)(void *self, int port, int pdu, bool on);
+
+    // A name that no other outlet has, by the rules of check_outlet_name; the empty one takes the name away.
+    result_code (*set_outlet_name)(void *self, const place &at, std::string_view name);
+
+    // 0 to 25000 tenths of a second.
+    result_code (*set_post_power_on)(void *self, const place &at, int tenths);
+    result_code (*set_post_power_off)(void *self, const place &at, int tenths);
+
+    // One action for all of these outlets. result_no_such_part, before anything is switched, where one does not exist.
+    result_code (*act)(void *self, outlet_action action, std::span<const place> outlets);
+
+    // Brings `units` up to date: what has come due by now is done.
+    void (*settle)(void *self);
+
+    // When, on the desk's clock, the next thing falls due by itself; nothing: never.
+    std::optional<int64_t> (*next_due)(const void *self);
+};

@@ -1,0 +1,16 @@
+// The one device there is: a chain that lives in memory and does what it is told, when its clock says so.
+#pragma once
+
+#include <optional>
+
+#include "appliance/model/clock.h"
+#include "appliance/model/device.h"
+
+struct simulation {
+    chain units;
+    desk_clock clock = {};
+    std::optional<int64_t> next_due = {}; // kept by the device's operations
+};
+
+// The device that stands for the simulation, which must outlive it.
+device simulated_device(simulation &simulation);

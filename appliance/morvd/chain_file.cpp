@@ -1,0 +1,165 @@
+// From the chain file to the chain: ports, groups of users, faults that are asked for from the start.
+
+#include "appliance/morvd/chain_file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "appliance/morvd/toml_rules.h"
+#include "appliance/morvd/unit_table.h"
+
+static constexpr size_t largest_file = 1 << 20;
+static constexpr size_t most_ports = 16;
+static constexpr size_t most_units = 64;
+
+// --- Keys ------------------------------------------------------------------------------------------------------------
+
+static constexpr key_rule file_keys[] = {
+    {"port", value_kind::tables},
+    {"authorization", value_kind::table},
+    {"fault", value_kind::tables},
+};
+
+static constexpr key_rule port_keys[] = {
+    {"name", value_kind::text, 1, 31},     {"device", value_kind::text, 1, 63},
+    {"pdu_type", value_kind::text, 1, 31}, {"polling_rate", value_kind::whole, 1, 3600},
+    {"unit", value_kind::tables},
+};
+
+static constexpr key_rule fault_keys[] = {
+    {"kind", value_kind::text, 1, 15},
+    {"verb", value_kind::text, 1, 15},
+    {"path", value_kind::text, 1, 255},
+    {"code", value_kind::whole, 1, INT32_MAX},
+    {"milliseconds", value_kind::whole, 0, longest_delay_ms},
+    {"count", value_kind::whole, 0, INT32_MAX},
+    {"skip", value_kind::whole, 0, INT32_MAX},
+};
+
+static constexpr key_rule members_rule = {"", value_kind::texts, 1, 64};
+
+// --- Ports -------------------------------------------------------------------------------------------------
+
+static void read_port(chain &made, const toml::table &table, size_t index)
+{
+    check_table(table, port_keys);
+    require(table, "name");
+    std::string name = *text_of(table, "name");
+    if (index == most_ports)
+        fail_at(table, "more ports than the appliance has room for");
+    // The status segment tells the appliance's own unit by its line's name and place.
+    if (name == local_port_name && index > 0)
+        fail_at(place_of(table, "name"), "the port 'local' must be the first");
+    for (const port_line &other : made.ports)
+        if (other.name == name)
+            fail_at(place_of(table, "name"), "the port name '" + name + "' is given twice");
+
+    made.ports.push_back({name,
+                          text_of(table, "device").value_or("/dev/ttyS" + std::to_string(index + 1)),
+                          text_of(table, "pdu_type").value_or("ipdu"),
+                          whole_of(table, "polling_rate").value_or(5),
+                          {}});
+    each_table(table, "unit", [&](const toml::table &one, size_t pdu) {
+        if (pdu == most_units)
+            fail_at(one, "more units than a port has room for");
+        unit read = read_unit(made, one);
+        made.ports.back().units.push_back(std::move(read));
+    });
+}
+
+// --- Groups and faults -----------------------------------------------------------------------------------------------
+
+static void read_groups(chain &made, const toml::table &table)
+{
+    const toml::table *groups = table["authorization"].as_table();
+    if (!groups)
+        return;
+    for (auto &&[key, node] : *groups) {
+        check_value(key.str(), node, members_rule);
+        user_group group = {std::string(key.str()), {}};
+        for (const toml::node &member : *node.as_array())
+            group.members.push_back(**member.as_string());
+        made.groups.push_back(std::move(group));
+    }
+}
+
+static fault read_fault(const toml::table &table)
+{
+    check_table(table, fault_keys);
+    require(table, "kind");
+    fault made;
+    std::string kind = *text_of(table, "kind");
+    if (!find_fault_kind(kind, &made.kind))
+        fail_at(place_of(table, "kind"), "'kind' must be 'refuse', 'drop' or 'delay'");
+    if (table.contains("code") && made.kind != fault_kind::refuse)
+        fail_at(place_of(table, "code"), "only a refusal has a 'code'");
+    if (table.contains("milliseconds") != (made.kind == fault_kind::delay))
+        fail_at(place_of(table, "milliseconds"), "a delay, and nothing else, has 'milliseconds'");
+
+    made.verb = text_of(table, "verb").value_or(made.verb);
+    made.path = text_of(table, "path").value_or(made.path);
+    made.code = whole_of(table, "code").value_or(made.code);
+    made.delay_ms = whole_of(table, "milliseconds").value_or(0);
+    made.count = whole_of(table, "count").value_or(0);
+    made.skip = whole_of(table, "skip").value_or(0);
+    if (!is_fault_sound(made))
+        fail_at(table, "no request has the verb '" + made.verb + "' and the path '" + made.path + "'");
+    return made;
+}
+
+// --- The file --------------------------------------------------------------------------------------------------------
+
+static chain_file read_file(const toml::table &table)
+{
+    chain_file made;
+    check_table(table, file_keys);
+    each_table(table, "port", [&](const toml::table &one, size_t index) { read_port(made.units, one, index); });
+    read_groups(made.units, table);
+    each_table(table, "fault", [&](const toml::table &one, size_t index) {
+        if (index == most_faults)
+            fail_at(one, "more than " + std::to_string(most_faults) + " faults");
+        made.faults.push_back(read_fault(one));
+    });
+    return made;
+}
+
+bool parse_chain(std::string_view text, chain_file *read, std::string *fault)
+{
+    try {
+        *read = read_file(toml::parse(text));
+        return true;
+    } catch (const toml::parse_error &wrong) {
+        *fault = "line " + std::to_string(wrong.source().begin.line) + ": " + std::string(wrong.description());
+    } catch (const file_fault &wrong) {
+        *fault = "line " + std::to_string(wrong.line) + ": " + wrong.words;
+    }
+    return false;
+}
+
+// The whole file, or the cause in `fault`.
+static std::optional<std::string> read_text(const std::string &path, std::string *fault)
+{
+    std::unique_ptr<FILE, int (*)(FILE *)> file(fopen(path.c_str(), "re"), fclose);
+    if (!file) {
+        *fault = strerror(errno);
+        return std::nullopt;
+    }
+    std::string text(largest_file + 1, '\0');
+    text.resize(fread(text.data(), 1, text.size(), file.get()));
+    if (!ferror(file.get()) && text.size() <= largest_file)
+        return text;
+    *fault = ferror(file.get()) ? strerror(errno) : "file too large";
+    return std::nullopt;
+}
+
+bool load_chain_file(const std::string &path, chain_file *read, std::string *fault)
+{
+    std::string cause;
+    std::optional<std::string> text = read_text(path, &cause);
+    if (text && parse_chain(*text, read, &cause))
+        return true;
+    *fault = "cannot read '" + path + "': " + cause;
+    return false;
+}

@@ -1,0 +1,57 @@
+// Checks TOML tables against the keys that they may have, so that whoever reads values from them afterwards finds only
+// values of the right type within their bounds.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+// Strict about what is read, and the whole of it in one header.
+#define TOML_ENABLE_FORMATTERS 0
+#include <toml++/toml.h>
+
+enum class value_kind { text, whole, real, truth, texts, wholes, table, tables };
+
+// A key, what it holds, and the bounds: bytes of a text and of each text of a list, or the value of a number.
+struct key_rule {
+    std::string_view name;
+    value_kind kind;
+    double low = 0;
+    double high = 0;
+};
+
+// Something wrong in the file.
+struct file_fault {
+    unsigned line;
+    std::string words;
+};
+
+[[noreturn]] void fail_at(const toml::node &node, std::string words);
+
+// Throws file_fault at the first key, in the order of the file, that no rule names or that breaks its rule.
+void check_table(const toml::table &table, std::span<const key_rule> rules);
+
+// The same for one value that stands under the key `name`.
+void check_value(std::string_view name, const toml::node &node, const key_rule &rule);
+
+// Throws file_fault at the table where the key is not given.
+void require(const toml::table &table, std::string_view key);
+
+// Values of a checked table; nothing where the key is not given.
+std::optional<std::string> text_of(const toml::table &table, std::string_view key);
+std::optional<int> whole_of(const toml::table &table, std::string_view key);
+std::optional<double> real_of(const toml::table &table, std::string_view key);
+std::optional<bool> truth_of(const toml::table &table, std::string_view key);
+
+// The value under the key, or the table itself: where a fault is told to lie.
+const toml::node &place_of(const toml::table &table, std::string_view key);
+
+// Calls `read` with each table of an array of tables, and its place from 0.
+template <class Read> void each_table(const toml::table &table, std::string_view key, Read read)
+{
+    size_t index = 0;
+    if (const toml::array *tables = table[key].as_array())
+        for (const toml::node &one : *tables)
+            read(*one.as_table(), index++);
+}

@@ -1,0 +1,79 @@
+// From the words behind a path to the operations of the device.
+
+#include "appliance/morvd/writers.h"
+
+#include "appliance/morvd/values.h"
+
+// --- Units -----------------------------------------------------------------------------------------------------------
+
+result_code write_unit_id(const target &to, word_span words)
+{
+    if (words.size() != 1)
+        return result_bad_arguments;
+    return to.device->set_unit_id(to.device->self, to.at.port, to.at.pdu, words[0]);
+}
+
+result_code write_cycle_interval(const target &to, word_span words)
+{
+    if (words.size() != 1)
+        return result_bad_arguments;
+    std::optional<int> seconds = read_whole(words[0]);
+    if (!seconds)
+        return result_bad_value;
+    return to.device->set_cycle_interval(to.device->self, to.at.port, to.at.pdu, *seconds);
+}
+
+result_code write_overcurrent(const target &to, word_span words)
+{
+    if (words.size() != 1)
+        return result_bad_arguments;
+    if (words[0] != "on" && words[0] != "off")
+        return result_bad_value;
+    return to.device->set_overcurrent(to.device->self, to.at.port, to.at.pdu, words[0] == "on");
+}
+
+// --- Outlets ---------------------------------------------------------------------------------------------------------
+
+result_code write_outlet_name(const target &to, word_span words)
+{
+    if (words.size() != 1)
+        return result_bad_arguments;
+    return to.device->set_outlet_name(to.device->self, to.at, words[0]);
+}
+
+static result_code write_interval(const target &to, word_span words,
+                                  result_code (*set)(void *self, const place &at, int tenths))
+{
+    if (words.size() != 1)
+        return result_bad_arguments;
+    std::optional<int> tenths = read_seconds(words[0], 1);
+    return tenths ? set(to.device->self, to.at, *tenths) : result_bad_value;
+}
+
+result_code write_post_power_on(const target &to, word_span words)
+{
+    return write_interval(to, words, to.device->set_post_power_on);
+}
+
+result_code write_post_power_off(const target &to, word_span words)
+{
+    return write_interval(to, words, to.device->set_post_power_off);
+}
+
+static std::vector<place> outlets_of(const target &to)
+{
+    if (to.outlet)
+        return {to.at};
+    std::vector<place> outlets;
+    for (int number = 1; number <= static_cast<int>(to.unit->outlets.size()); number++)
+        outlets.push_back({to.at.port, to.at.pdu, number});
+    return outlets;
+}
+
+result_code carry_out(const target &to, outlet_action action, word_span words)
+{
+    if (words.size() != (to.unit ? 0 : 1))
+        return result_bad_arguments;
+    std::optional<std::vector<place>> outlets = to.unit ? outlets_of(to) : read_places(words[0]);
+    return outlets ? to.device->act(to.device->self, action, *outlets) : result_bad_value;
+}
