@@ -238,43 +238,43 @@ constexpr command_row command_table[command_row_count + 1] = {
 
     {cmd_usage, 0, "on help", on_usage, on_error},
     {cmd_usage, 0, "on", on_usage, on_error},
-    {cmd_not_built_yet, 1, "on %64s%n", on_line, on_error},
-    {cmd_not_built_yet, 1, "ion %64s%n", on_line, on_error},
+    {cmd_on, 1, "on %64s%n", on_line, on_error},
+    {cmd_on, 1, "ion %64s%n", on_line, on_error},
 
     {cmd_usage, 0, "off help", off_usage, off_error},
     {cmd_usage, 0, "off", off_usage, off_error},
-    {cmd_not_built_yet, 1, "off %64s%n", off_line, off_error},
-    {cmd_not_built_yet, 1, "ioff %64s%n", off_line, off_error},
+    {cmd_off, 1, "off %64s%n", off_line, off_error},
+    {cmd_off, 1, "ioff %64s%n", off_line, off_error},
 
     {cmd_usage, 0, "cycle help", cycle_usage, cycle_error},
     {cmd_usage, 0, "cycle", cycle_usage, cycle_error},
-    {cmd_not_built_yet, 1, "cycle %64s%n", cycle_line, cycle_error},
+    {cmd_cycle, 1, "cycle %64s%n", cycle_line, cycle_error},
 
     {cmd_usage, 0, "lock help", lock_usage, lock_error},
     {cmd_usage, 0, "lock", lock_usage, lock_error},
-    {cmd_not_built_yet, 1, "lock %64s%n", lock_line, lock_error},
+    {cmd_lock, 1, "lock %64s%n", lock_line, lock_error},
 
     {cmd_usage, 0, "unlock help", unlock_usage, unlock_error},
     {cmd_usage, 0, "unlock", unlock_usage, unlock_error},
-    {cmd_not_built_yet, 1, "unlock %64s%n", unlock_line, unlock_error},
+    {cmd_unlock, 1, "unlock %64s%n", unlock_line, unlock_error},
 
     {cmd_usage, 0, "status help", status_usage, nullptr},
     {cmd_usage, 0, "status", status_usage, nullptr},
-    {cmd_not_built_yet, 1, "status %64s%n", status_line, nullptr},
+    {cmd_status, 1, "status %64s%n", status_line, nullptr},
 
     {cmd_usage, 0, "intervaloff help", intervaloff_usage, intervaloff_error},
     {cmd_usage, 0, "intervaloff", intervaloff_usage, intervaloff_error},
-    {cmd_not_built_yet, 2, "intervaloff %64s %lf%n", intervaloff_set_line, intervaloff_error},
-    {cmd_not_built_yet, 1, "intervaloff %64s%n", intervaloff_line, intervaloff_error},
+    {cmd_intvoff_set, 2, "intervaloff %64s %lf%n", intervaloff_set_line, intervaloff_error},
+    {cmd_intvoff_get, 1, "intervaloff %64s%n", intervaloff_line, intervaloff_error},
 
     {cmd_usage, 0, "interval help", interval_usage, interval_error},
     {cmd_usage, 0, "interval", interval_usage, interval_error},
-    {cmd_not_built_yet, 2, "interval %64s %lf%n", interval_set_line, interval_error},
-    {cmd_not_built_yet, 1, "interval %64s%n", interval_line, interval_error},
+    {cmd_intv_set, 2, "interval %64s %lf%n", interval_set_line, interval_error},
+    {cmd_intv_get, 1, "interval %64s%n", interval_line, interval_error},
 
     {cmd_usage, 0, "outcycledelay help", outcycledelay_usage, outcycledelay_error},
-    {cmd_not_built_yet, 0, "outcycledelay", outcycledelay_line, outcycledelay_error},
-    {cmd_not_built_yet, 1, "outcycledelay %64s%n", outcycledelay_line, outcycledelay_error},
+    {cmd_cycledelay_get, 0, "outcycledelay", outcycledelay_line, outcycledelay_error},
+    {cmd_cycledelay_set, 1, "outcycledelay %64s%n", outcycledelay_line, outcycledelay_error},
 
     {cmd_usage, 0, "ver help", ver_usage, nullptr},
     {cmd_ver, 0, "ver", ver_line, nullptr},
@@ -292,8 +292,8 @@ constexpr command_row command_table[command_row_count + 1] = {
 
     {cmd_usage, 0, "name help", name_usage, name_error},
     {cmd_usage, 0, "name", name_usage, name_error},
-    {cmd_not_built_yet, 2, "name %64s %64s%n", name_set_line, name_error},
-    {cmd_not_built_yet, 1, "name %64s%n", name_cleared_line, name_error},
+    {cmd_name_set, 2, "name %64s %64s%n", name_set_line, name_error},
+    {cmd_name_clear, 1, "name %64s%n", name_cleared_line, name_error},
 
     {cmd_usage, 0, "temperature help", temperature_usage, temperature_error},
     {cmd_not_built_yet, 0, "temperature", temperature_line, temperature_error},
@@ -393,11 +393,25 @@ constexpr command_row command_table[command_row_count + 1] = {
 
 // What the handlers give to the formats.
 [[maybe_unused]] static constexpr handler_statement handler_values[] = {
+    {cmd_on, "ds", "ds"},
+    {cmd_off, "ds", "ds"},
+    {cmd_cycle, "ds", "ds"},
+    {cmd_lock, "ds", "ds"},
+    {cmd_unlock, "ds", "ds"},
+    {cmd_status, "dsss", nullptr},
+    {cmd_intvoff_set, "ds", "ds"},
+    {cmd_intvoff_get, "ds", "ds"},
+    {cmd_intv_set, "ds", "ds"},
+    {cmd_intv_get, "ds", "ds"},
+    {cmd_cycledelay_get, "d", ""},
+    {cmd_cycledelay_set, "d", ""},
     {cmd_ver, "ddssssss", nullptr},
     {cmd_ver_pdu, "ddssssss", nullptr},
     {cmd_id, "ds", nullptr},
     {cmd_id_pdu_set, "ds", nullptr},
     {cmd_id_pdu, "ds", nullptr},
+    {cmd_name_set, "ds", ""},
+    {cmd_name_clear, "ds", ""},
     {cmd_help, "s", nullptr},
     {cmd_exit, nullptr, nullptr},
 };

@@ -14,7 +14,8 @@
 #include "shell/cli.h"
 
 // Which values a handler gives to the formats of its row, in order: d int, s text, f double, c char; null where it
-// prints through neither. A row may leave a format out; one that it has takes exactly these values.
+// prints through neither. A row may leave a format out; one that it has takes
+// these values, or the first of them.
 struct handler_statement {
     command_handler handler;
     const char *format;

@@ -112,7 +112,8 @@ constexpr char take_print(std::string_view &rest)
     return std::string_view("dsfc%").find(letter) == std::string_view::npos ? '?' : letter;
 }
 
-// Whether a format takes exactly these values.
+// Whether a format takes these values, from the first on. Values behind those that it takes go unused, which printf
+// allows.
 constexpr bool format_takes(std::string_view format, std::string_view values)
 {
     while (find_conversion(format)) {
@@ -123,7 +124,7 @@ constexpr bool format_takes(std::string_view format, std::string_view values)
             return false;
         values.remove_prefix(1);
     }
-    return values.empty();
+    return true;
 }
 
 constexpr bool format_agrees(const char *format, const char *values)

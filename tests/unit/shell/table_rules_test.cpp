@@ -107,7 +107,13 @@ TEST(table_rules, format_must_take_the_values_in_order_and_number)
     EXPECT_TRUE(format_takes("%d: %-23s %.1f%% %c\n", "dsfc"));
     EXPECT_FALSE(format_takes("%d: %s\n", "sd"));
     EXPECT_FALSE(format_takes("%d: %s\n", "d"));
-    EXPECT_FALSE(format_takes("%d\n", "ds"));
+    EXPECT_FALSE(format_takes("%d\n", ""));
+}
+
+TEST(table_rules, format_may_leave_the_last_values_unused)
+{
+    EXPECT_TRUE(format_takes("%d\n", "ds"));
+    EXPECT_TRUE(format_takes("told\n", "ds"));
 }
 
 TEST(table_rules, format_must_not_take_widths_sizes_or_addresses)
