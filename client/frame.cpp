@@ -108,7 +108,7 @@ static morvdclient_transaction *send_request(const operation &op, vrn_tsapi_hand
     return path ? send(op.verb, vrn_tsapi_get_connection(handle), path, words) : nullptr;
 }
 
-// Copies the answer out. A copy that fails for want of memory leaves an absent value, as if the daemon had none.
+// Copies the answer out. A value that can't be copied for want of memory must not pass for an absent one.
 static int take_answer(tree_verb verb, morvdclient_transaction *transaction, tree_result result)
 {
     if (morvdclient_transaction_get_result_code(transaction)) {
@@ -117,7 +117,10 @@ static int take_answer(tree_verb verb, morvdclient_transaction *transaction, tre
     }
     if (verb == tree_verb::get || verb == tree_verb::info) {
         const char *value = morvdclient_transaction_get_value(transaction);
-        *result.text = value ? strdup(value) : nullptr;
+        char *copy = value ? strdup(value) : nullptr;
+        if (value && !copy)
+            return tree_not_convertible;
+        *result.text = copy;
     } else if (verb == tree_verb::list || verb == tree_verb::mlist) {
         *result.texts = morvdclient_list_to_UTF8String_list(morvdclient_transaction_get_list(transaction));
     }

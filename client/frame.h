@@ -77,7 +77,8 @@ char *psapi_path(const char *path, const char *const *stars);
 
 // One exchange, from ready to idle. `stars` holds the texts of the stars in path order; `words` what goes out behind
 // the path: one text for set, add and del, two for move, a null-terminated vector or null for info and admin. 0,
-// tree_not_sent, tree_refused, or what tsapi_make_session_ready answered. On 0 `result` has been given new heap text or
+// tree_not_sent, tree_refused, tree_not_convertible (no memory for the answer), or what tsapi_make_session_ready
+// answered. On 0 `result` has been given new heap text or
 // a text list, null where the answer is absent or empty, and the caller owns it; otherwise it is unwritten. A request
 // that lacks a text of its own is not sent. Logged as PSAPI, at level 7 and for failures at 5 and 4.
 int psapi_call(const operation &op, vrn_tsapi_handle *handle, const char *const *stars, const char *const *words,

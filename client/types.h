@@ -65,3 +65,9 @@ inline bool is_empty(const owned_text &text)
 {
     return !text || *text == '\0';
 }
+
+// The text as a user is to see it: a node that answered without a value shows as empty.
+inline const char *text_or_empty(const owned_text &text)
+{
+    return text ? text.get() : "";
+}

@@ -29,11 +29,9 @@ static int get_id(int row, char **out, int port, int pdu)
     if (check_pdu_caps(port, pdu, "id"))
         return log_failure("Node id unavailable for %d@%d", pdu, port);
     owned_text id;
-    int failed = vrn_tsapi_info_power_port_star0_pdu_star1_id(cli_tsapi, into(id), nullptr, port, pdu);
-    // A node that answers without a value leaves nothing to print, as one that does not answer.
-    if (failed || !id)
+    if (vrn_tsapi_info_power_port_star0_pdu_star1_id(cli_tsapi, into(id), nullptr, port, pdu))
         return log_failure("Fail to get id for pdu %d@%d", pdu, port);
-    return append_id(row, out, pdu, id.get());
+    return append_id(row, out, pdu, text_or_empty(id));
 }
 
 static int set_id(int row, char **out, int port, int pdu, const char *id)

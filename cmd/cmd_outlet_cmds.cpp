@@ -349,7 +349,7 @@ static int append_status(int row, char **out, const outstr_entry &at)
     owned_text interval = interval_column(on, off);
     if (!status || !interval || !command_table[row].format)
         return 1;
-    return append_output(out, command_table[row].format, at.outx, name ? name.get() : "", status.get(), interval.get());
+    return append_output(out, command_table[row].format, at.outx, text_or_empty(name), status.get(), interval.get());
 }
 
 int cmd_status(int row, char **out, command_args args)

@@ -49,12 +49,9 @@ static int probe_texts(int port, int pdu)
 
 static int read_texts(int port, int pdu, ver_description *unit)
 {
-    for (int i = 0; i < text_count; i++) {
-        int failed = texts[i].info(cli_tsapi, into(unit->text[i]), nullptr, port, pdu);
-        // A node that answers without a value leaves nothing to print, as one that does not answer.
-        if (failed || !unit->text[i])
+    for (int i = 0; i < text_count; i++)
+        if (texts[i].info(cli_tsapi, into(unit->text[i]), nullptr, port, pdu))
             return log_failure("Fail to get %s for pdu %d@%d", texts[i].log_word, pdu, port);
-    }
     return 0;
 }
 
@@ -108,8 +105,8 @@ static int append_description(int row, char **out, int pdu, const ver_descriptio
     if (unit.banks >= 0)
         snprintf(banks, sizeof banks, ". %d banks", unit.banks);
     owned_text phases = phases_suffix(unit);
-    if (!phases || append_output(out, format, pdu, unit.outlets, unit.text[max_current].get(), unit.text[version].get(),
-                                 unit.text[id].get(), model, phases.get(), banks))
+    if (!phases || append_output(out, format, pdu, unit.outlets, text_or_empty(unit.text[max_current]),
+                                 text_or_empty(unit.text[version]), text_or_empty(unit.text[id]), model, phases.get(), banks))
         return log_failure("Fail to printf pdu %d ver string", pdu);
     return 0;
 }

@@ -32,7 +32,7 @@
 #include "shell/commands.h"
 #include "shell/table_rules.h"
 
-// --- Formats: what is shown, then how a failure is worded ------------------------------------------------------------
+// --- Formats: what is shown, then how a failure is worded -----------------------------------------------------------
 
 static constexpr char alarm_line[] = "Alarm threshold on IPDU #%d %sis %.1fA\n";
 static constexpr char alarm_set_line[] = "Setting alarm threshold on IPDU #%d %sto %.1fA\n";
@@ -154,7 +154,7 @@ static constexpr char help_line[] = "Available commands:\n\n"
                                     "NOTE: To get detailed help on the commands listed above type\n"
                                     "\t'<command> help'\n\n";
 
-// --- Rows ------------------------------------------------------------------------------------------------------------
+// --- Rows -----------------------------------------------------------------------------------------------------------
 
 // clang-format off
 constexpr command_row command_table[command_row_count + 1] = {

@@ -40,8 +40,8 @@ static bool input_has_ended()
     return poll(&input, 1, 0) > 0 && (ioctl(input.fd, FIONREAD, &waiting) != 0 || waiting == 0);
 }
 
-// Ends the editor's line with nothing on it. Not echoing, the editor leaves out the line break, so that the cursor stays
-// behind the prompt, which is where the next line expects it.
+// Ends the editor's line with nothing on it. Not echoing, the editor leaves out the line break, so that the cursor
+// stays behind the prompt, which is where the next line expects it.
 static void leave_line()
 {
     rl_delete_text(0, rl_end);

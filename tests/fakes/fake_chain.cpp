@@ -361,36 +361,36 @@ static void list_elements(const fake_node &unit, int type, int count)
     tree.list(unit.path(containers[type]), numbers);
 }
 
-static void publish_elements(const fake_node &unit, const unit_spec &spec)
+static void publish_elements(const fake_node &unit, const unit_layout &plan)
 {
-    list_elements(unit, 0, spec.phases);
-    list_elements(unit, 1, spec.circuits);
-    list_elements(unit, 2, spec.outlets);
-    list_elements(unit, type_envmon, spec.envmons);
-    for (int number = 1; number <= spec.phases; number++)
+    list_elements(unit, 0, plan.phases);
+    list_elements(unit, 1, plan.circuits);
+    list_elements(unit, 2, plan.outlets);
+    list_elements(unit, type_envmon, plan.envmons);
+    for (int number = 1; number <= plan.phases; number++)
         unit.phase(number).publish("sys-name", numbered(sys_names[0], number));
-    for (int number = 1; number <= spec.circuits; number++)
+    for (int number = 1; number <= plan.circuits; number++)
         unit.circuit(number).publish("sys-name", numbered(sys_names[1], number));
-    for (int number = 1; number <= spec.outlets; number++)
+    for (int number = 1; number <= plan.outlets; number++)
         unit.outlet(number).publish("sys-name", numbered(sys_names[2], number));
-    for (int number = 1; number <= spec.envmons; number++)
+    for (int number = 1; number <= plan.envmons; number++)
         unit.envmon(number).publish("sys-name", numbered(sys_names[type_envmon], number));
 }
 
-static void number_records(shm_pdu &record, const unit_spec &spec)
+static void number_records(shm_pdu &record, const unit_layout &plan)
 {
-    for (int at = 0; at < spec.phases; at++)
+    for (int at = 0; at < plan.phases; at++)
         record.phases[at].id = static_cast<uint8_t>(at + 1);
-    for (int at = 0; at < spec.circuits; at++)
+    for (int at = 0; at < plan.circuits; at++)
         record.circuits[at].id = static_cast<uint8_t>(at + 1);
-    record.outlets = segment.allocate(sizeof(shm_outlet) * static_cast<size_t>(spec.outlets));
-    for (int at = 0; at < spec.outlets; at++)
+    record.outlets = segment.allocate(sizeof(shm_outlet) * static_cast<size_t>(plan.outlets));
+    for (int at = 0; at < plan.outlets; at++)
         fake_segment::at<shm_outlet>(record.outlets)[at].id = static_cast<uint8_t>(at + 1);
 }
 
-fake_node fake_chain::unit(const unit_spec &spec)
+fake_node fake_chain::unit(const unit_layout &plan)
 {
-    if (spec.phases > shm_phases_max || spec.circuits > shm_circuits_max)
+    if (plan.phases > shm_phases_max || plan.circuits > shm_circuits_max)
         throw std::out_of_range("fakes: a unit record has no room for so many phases or circuits");
 
     int pdu = ++counts_[static_cast<size_t>(port_) - 1];
@@ -401,7 +401,7 @@ fake_node fake_chain::unit(const unit_spec &spec)
     uint32_t address = segment.allocate(sizeof(shm_pdu));
     shm_pdu &record = *fake_segment::at<shm_pdu>(address);
     record.id = static_cast<uint8_t>(local ? pdu : pdu - 1);
-    number_records(record, spec);
+    number_records(record, plan);
     uint32_t *link = &fake_segment::at<shm_port>(last_port_)->pdus;
     while (*link)
         link = &fake_segment::at<shm_pdu>(*link)->next;
@@ -409,14 +409,14 @@ fake_node fake_chain::unit(const unit_spec &spec)
     records_[{port_, pdu}] = address;
 
     fake_node made = at(pdu, port_);
-    made.publish("id", spec.id.empty() ? numbered("unit", static_cast<int>(records_.size())) : spec.id)
-        .publish("model_nr", std::to_string(spec.model))
-        .publish("num-outlets", std::to_string(spec.outlets))
-        .publish("num-phases", std::to_string(spec.phases))
-        .publish("num-circuits", std::to_string(spec.circuits))
+    made.publish("id", plan.id.empty() ? numbered("unit", static_cast<int>(records_.size())) : plan.id)
+        .publish("model_nr", std::to_string(plan.model))
+        .publish("num-outlets", std::to_string(plan.outlets))
+        .publish("num-phases", std::to_string(plan.phases))
+        .publish("num-circuits", std::to_string(plan.circuits))
         .serve("max-current", "32.0")
         .serve("version", "2.1");
-    publish_elements(made, spec);
+    publish_elements(made, plan);
     serve_lists();
     return made;
 }

@@ -111,7 +111,7 @@ inline fake_segment segment;
 
 // --- A chain of units ------------------------------------------------------------------------------------------------
 
-struct unit_spec {
+struct unit_layout {
     int outlets = 8;
     int phases = 1;
     int circuits = 0;
@@ -180,9 +180,9 @@ class fake_chain {
 public:
     enum layout { with_local, without_local };
     explicit fake_chain(layout ports = with_local);
-    fake_node unit(const unit_spec &spec = {}); // one more behind the last
-    fake_node at(int pdu, int port = 1) const;  // a unit that is there
-    fake_chain &next_port();                    // units that follow lie on the tree's next port
+    fake_node unit(const unit_layout &plan = {}); // one more behind the last
+    fake_node at(int pdu, int port = 1) const;    // a unit that is there
+    fake_chain &next_port();                      // units that follow lie on the tree's next port
     std::optional<std::string> value(const std::string &path) const { return tree.value(path); }
 
 private:

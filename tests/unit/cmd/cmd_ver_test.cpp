@@ -246,15 +246,6 @@ TEST_P(ver_read, refused_read_is_logged_and_declined)
     EXPECT_EQ(exchanges(), joined({locate, probes, first(reads, GetParam().exchanges)}));
 }
 
-TEST_P(ver_read, value_absent_from_its_answer_counts_as_a_failed_read)
-{
-    fake_chain chain;
-    tree.absent(chain.unit().path(GetParam().leaf));
-
-    EXPECT_EQ(answer("ver 1"), failure_text);
-    EXPECT_EQ(failures(), (texts{no_id, std::string("Fail to get ") + GetParam().words + " for pdu 1@1"}));
-}
-
 TEST_P(ver_read, walk_shows_the_units_that_answered)
 {
     fake_chain chain;
@@ -269,6 +260,24 @@ INSTANTIATE_TEST_SUITE_P(nodes, ver_read,
                                          ver_leaf{"max-current", "max current", 2}, ver_leaf{"version", "version", 3},
                                          ver_leaf{"id", "id", 4}, ver_leaf{"num-phases", "number of phases", 5},
                                          ver_leaf{"num-circuits", "number of banks", 6}));
+
+TEST(ver, number_absent_from_its_answer_counts_as_a_failed_read)
+{
+    for (const char *leaf : {"num-outlets", "num-phases", "num-circuits"}) {
+        fake_chain chain;
+        tree.absent(chain.unit().path(leaf));
+        EXPECT_EQ(answer("ver 1"), failure_text) << leaf;
+        tree.text("power.port.1.pdu.1." + std::string(leaf), "1");
+    }
+}
+
+TEST(ver, text_absent_from_its_answer_shows_as_empty)
+{
+    fake_chain chain;
+    fake_node unit = chain.unit();
+    tree.absent(unit.path("max-current")).absent(unit.path("version")).absent(unit.path("id"));
+    EXPECT_EQ(answer("ver 1"), "IPDU #1: Hw with 8 outlets  AMPs max Sw V  id  model 128. 0 banks.\n");
+}
 
 TEST(ver, number_that_is_none_counts_as_a_failed_read)
 {

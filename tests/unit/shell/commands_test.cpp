@@ -145,7 +145,7 @@ TEST(treat_command, buffers_are_made_by_the_first_call_even_for_no_line)
     EXPECT_EQ(cli_make_args(), 0);
 }
 
-// --- The gate ----------------------------------------------------------------------------------------------------------
+// --- The gate -------------------------------------------------------------------------------------------------------
 
 TEST(gate, no_handler_runs_under_another_name)
 {
@@ -181,7 +181,7 @@ TEST(gate, is_asked_only_by_rows_that_match)
     EXPECT_EQ(rows_at_the_gate("foo"), 0U);
 }
 
-// --- Argument buffers --------------------------------------------------------------------------------------------------
+// --- Argument buffers -----------------------------------------------------------------------------------------------
 
 static void make_clean_buffers()
 {
@@ -244,7 +244,7 @@ TEST(row_matches, longest_text_is_still_terminated)
     EXPECT_EQ(matched(151, "shell " + std::string(255, 'x')).text(0), std::string(255, 'x'));
 }
 
-// --- Log and times -----------------------------------------------------------------------------------------------------
+// --- Log and times --------------------------------------------------------------------------------------------------
 
 TEST(treat_command, traces_the_line_and_the_answer_in_debug_mode)
 {
@@ -303,7 +303,7 @@ TEST(treat_command, debug_mode_that_comes_up_during_a_command_reports_no_time)
     EXPECT_TRUE(printed().ends_with("id 1 rack: Command spent 0.00 sec. (0.00 sec in TSAPI)\n\n")) << printed();
 }
 
-// --- cmd_usage ---------------------------------------------------------------------------------------------------------
+// --- cmd_usage ------------------------------------------------------------------------------------------------------
 
 TEST(cmd_usage, replaces_what_stands_in_the_accumulator)
 {

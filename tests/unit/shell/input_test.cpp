@@ -154,7 +154,7 @@ TEST_F(input, prompt_line_and_line_end_go_to_the_tap_in_front_of_the_answer)
     EXPECT_EQ(session.tap, (texts{"zt>", "foo", "\n", failure_text}));
 }
 
-// --- get_input_line ------------------------------------------------------------------------------------------------------
+// --- get_input_line -------------------------------------------------------------------------------------------------
 
 TEST_F(input, given_command_is_handed_out_as_a_typed_line)
 {
@@ -221,7 +221,7 @@ TEST_F(input, line_is_dropped_where_a_signal_came_in_between)
     EXPECT_TRUE(session.tap.empty());
 }
 
-// --- Signals at the prompt -------------------------------------------------------------------------------------------------
+// --- Signals at the prompt ------------------------------------------------------------------------------------------
 
 // Types a part of a line and sends signal 12, once.
 static int interrupt_once()
@@ -282,7 +282,7 @@ TEST_F(input, terminate_at_the_prompt_ends_with_status_1)
         testing::ExitedWithCode(1), "");
 }
 
-// --- Hooks -----------------------------------------------------------------------------------------------------------------
+// --- Hooks ----------------------------------------------------------------------------------------------------------
 
 TEST_F(input, tab_alone_does_not_restart_the_time_out)
 {

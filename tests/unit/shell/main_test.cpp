@@ -159,7 +159,7 @@ void admin_group(const texts &names)
 
 } // namespace
 
-// --- Order ---------------------------------------------------------------------------------------------------------------
+// --- Order ----------------------------------------------------------------------------------------------------------
 
 TEST(ztcli, steps_come_in_their_order)
 {
@@ -191,7 +191,7 @@ TEST(ztcli, trace_of_main_itself_needs_debug_mode_before_the_start)
     EXPECT_TRUE(end.debug.starts_with("ztcli main...ztcli\n")) << end.debug;
 }
 
-// --- Names ---------------------------------------------------------------------------------------------------------------
+// --- Names ----------------------------------------------------------------------------------------------------------
 
 TEST(ztcli, own_name_needs_no_group)
 {
@@ -226,7 +226,7 @@ TEST(ztcli, other_name_with_the_group_stops_every_command_at_the_gate)
     EXPECT_EQ(end.answers, std::string("zt>ver help\n") + failure_text + "zt>alarm help\nCommand not recognized\nzt>");
 }
 
-// --- Ends ----------------------------------------------------------------------------------------------------------------
+// --- Ends -----------------------------------------------------------------------------------------------------------
 
 TEST(ztcli, session_that_does_not_open_ends_with_status_1_and_nothing_to_undo)
 {
@@ -322,7 +322,7 @@ TEST(ztcli, signal_12_at_the_prompt_brings_debug_mode_and_the_prompt_stays)
         << "the line in hand is dropped, the prompt is not drawn again: " << end.answers;
 }
 
-// --- Commands from outside -------------------------------------------------------------------------------------------------
+// --- Commands from outside ------------------------------------------------------------------------------------------
 
 TEST(ztcli, command_line_runs_once_without_prompt_and_ends_with_status_1)
 {
@@ -388,7 +388,7 @@ TEST(ztcli, empty_session_command_leaves_the_prompt)
     EXPECT_EQ(run({.words = {"ztcli", "foo"}, .before = [] { session.command = ""; }}).answers, "zt>");
 }
 
-// --- Options that end ------------------------------------------------------------------------------------------------------
+// --- Options that end -----------------------------------------------------------------------------------------------
 
 TEST(ztcli, version_goes_to_stdout_and_ends_with_status_1)
 {
@@ -424,7 +424,7 @@ TEST(ztcli, option_without_its_text_is_named_and_gets_the_usage)
     EXPECT_EQ(end.status, 1);
 }
 
-// --- Descriptors -----------------------------------------------------------------------------------------------------------
+// --- Descriptors ----------------------------------------------------------------------------------------------------
 
 TEST(ztcli, closed_stdin_is_the_end_of_input)
 {
@@ -445,7 +445,7 @@ TEST(ztcli, closed_standard_streams_are_not_given_to_what_is_opened_later)
     EXPECT_EQ(end.status, 7);
 }
 
-// --- Terminal --------------------------------------------------------------------------------------------------------------
+// --- Terminal -------------------------------------------------------------------------------------------------------
 
 class terminal : public testing::Test {
 protected:

@@ -167,7 +167,7 @@ TEST(cli_output_flush, nothing_to_show_is_no_fault)
     EXPECT_TRUE(session.tap.empty());
 }
 
-// --- Times ---------------------------------------------------------------------------------------------------------------
+// --- Times ----------------------------------------------------------------------------------------------------------
 
 TEST(tsapi_time_account, does_nothing_without_debug_mode)
 {

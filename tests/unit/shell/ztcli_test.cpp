@@ -40,7 +40,7 @@ static std::string words_up_to(int count)
     return text;
 }
 
-// --- Options -------------------------------------------------------------------------------------------------------------
+// --- Options --------------------------------------------------------------------------------------------------------
 
 TEST(parse_options, no_words_leave_the_prompt)
 {
@@ -144,7 +144,7 @@ TEST(parse_options, without_memory_for_a_word_there_is_no_command)
     }
 }
 
-// --- The session's command -------------------------------------------------------------------------------------------------
+// --- The session's command ------------------------------------------------------------------------------------------
 
 TEST(cmd2arg, plain_words_become_arguments)
 {
@@ -277,7 +277,7 @@ TEST(cmd2arg, is_traced_in_debug_mode)
     EXPECT_LOGGED("No close quote 'a");
 }
 
-// --- Signals ---------------------------------------------------------------------------------------------------------------
+// --- Signals --------------------------------------------------------------------------------------------------------
 
 // Puts the mask and the handlers back, since the other tests run in the same process.
 class signals : public testing::Test {
