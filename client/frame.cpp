@@ -15,7 +15,7 @@ static constexpr int level_failure = 4;
 static constexpr int level_refusal = 5;
 static constexpr int level_trace = 7;
 
-// --- The path --------------------------------------------------------------------------------------------------------
+// --- The path -------------------------------------------------------------------------------------------------------
 
 // Encodes the star of each '*' of the path. The length of the path that they make, or 0 if one can't be had.
 static size_t encode_stars(const char *path, const char *const *stars, owned_text *encoded)
@@ -52,7 +52,7 @@ char *psapi_path(const char *path, const char *const *stars)
     return built;
 }
 
-// --- The exchange ----------------------------------------------------------------------------------------------------
+// --- The exchange ---------------------------------------------------------------------------------------------------
 
 // A text for the log, which a failed conversion may have left absent.
 static const char *shown(const char *text)
@@ -153,7 +153,7 @@ int psapi_call(const operation &op, vrn_tsapi_handle *handle, const char *const 
     return code;
 }
 
-// --- Typed values ----------------------------------------------------------------------------------------------------
+// --- Typed values ---------------------------------------------------------------------------------------------------
 
 // New heap text; null without memory, and for a configuration method without a word.
 static char *value_to_text(tree_type type, tree_value value)

@@ -160,7 +160,7 @@ int cmd_intv_get(int row, char **out, command_args args)
     return get_intervals(row, out, args, power_on_interval);
 }
 
-// --- The delay of `cycle`, kept by unit 1 on port 1 for the whole chain ------------------------------------------------
+// --- The delay of `cycle`, kept by unit 1 on port 1 for the whole chain ---------------------------------------------
 
 static int cycle_delay_unavailable()
 {

@@ -1,5 +1,6 @@
-// The commands that act on outlets: on, off, cycle, lock, unlock and the listing status. An action is one request for all
-// the outlets named, so that the daemon can switch them together; what is reported is the state they are in behind it.
+// The commands that act on outlets: on, off, cycle, lock, unlock and the listing status. An action is one request for
+// all the outlets named, so that the daemon can switch them together; what is reported is the state they are in behind
+// it.
 
 #include "cmd/cmd_outlet_cmds.h"
 
@@ -34,7 +35,7 @@ const char unlock_usage[] = "Usage: unlock <outletString>\n"
 const char status_usage[] = "Usage: status <outletString>\n"
                             "Prints status of all outlets of <outletString>.\n\n" OUTLET_STRING_USAGE;
 
-// --- Acting and reporting --------------------------------------------------------------------------------------------
+// --- Acting and reporting -------------------------------------------------------------------------------------------
 
 using outlet_action = int (*)(vrn_tsapi_handle *, const char *const *);
 
@@ -103,8 +104,8 @@ static constexpr report_rule cycled_on = {report_switched, "on", "ON", status_sa
 static constexpr report_rule made_locked = {report_locked, "locked"};
 static constexpr report_rule made_unlocked = {report_locked, "unlocked"};
 
-// One line a record, shown as it is found. The status comes from the tree and never from the segment: it has to be the one
-// behind the action.
+// One line a record, shown as it is found. The status comes from the tree and never from the segment: it has to be the
+// one behind the action.
 static void report_outlets(int row, char **out, const owned_outstr &block, const report_rule &rule)
 {
     for (const outstr_entry &record : outstr_records(block)) {
@@ -123,8 +124,8 @@ static void report_outlets(int row, char **out, const owned_outstr &block, const
     }
 }
 
-// The resolved outlets as "port.pdu.outlet,...", the form in which one action takes them all. Empty where none resolved;
-// null without memory.
+// The resolved outlets as "port.pdu.outlet,...", the form in which one action takes them all. Empty where none
+// resolved; null without memory.
 static owned_text join_outlets(const owned_outstr &block)
 {
     constexpr size_t longest = sizeof "-2147483648.-2147483648.-2147483648,";
@@ -182,7 +183,8 @@ int cmd_off(int row, char **out, command_args args)
     return act_and_report(row, out, args.text(0), action, turned_off);
 }
 
-// Intended: the pause is always that of unit 1 on port 1, whatever outlets are named (`outcycledelay` sets only that one).
+// Intended: the pause is always that of unit 1 on port 1, whatever outlets are named (`outcycledelay` sets only that
+// one).
 static int cycle_delay()
 {
     int delay = -1;
@@ -226,7 +228,7 @@ int cmd_unlock(int row, char **out, command_args args)
     return act_and_report(row, out, args.text(0), vrn_tsapi_admin_power_command_unlock, made_unlocked);
 }
 
-// --- The listing -----------------------------------------------------------------------------------------------------
+// --- The listing ----------------------------------------------------------------------------------------------------
 
 // A value of an outlet: its capability bit, which is also its attribute code in the segment, and its leaf in the tree.
 struct outlet_leaf {

@@ -105,8 +105,9 @@ static int append_description(int row, char **out, int pdu, const ver_descriptio
     if (unit.banks >= 0)
         snprintf(banks, sizeof banks, ". %d banks", unit.banks);
     owned_text phases = phases_suffix(unit);
-    if (!phases || append_output(out, format, pdu, unit.outlets, text_or_empty(unit.text[max_current]),
-                                 text_or_empty(unit.text[version]), text_or_empty(unit.text[id]), model, phases.get(), banks))
+    if (!phases ||
+        append_output(out, format, pdu, unit.outlets, text_or_empty(unit.text[max_current]),
+                      text_or_empty(unit.text[version]), text_or_empty(unit.text[id]), model, phases.get(), banks))
         return log_failure("Fail to printf pdu %d ver string", pdu);
     return 0;
 }

@@ -93,7 +93,8 @@ static int walk_chain(parsing &at, chain_visit &visit)
 static bool visit_all(parsing &at, chain_visit &, int port, int pdu, int outlets)
 {
     add_outlets(at, port, pdu, 1, outlets);
-    return false; // Intended: the walk goes on behind the 128th outlet (a unit that can't be read still spoils the string).
+    return false; // Intended: the walk goes on behind the 128th outlet (a unit that can't be read still spoils the
+                  // string).
 }
 
 static form_result take_all(parsing &at)
@@ -169,8 +170,8 @@ static bool visit_chain_numbers(parsing &at, chain_visit &visit, int port, int p
             done = true;
         }
     }
-    // Intended: the end of a range is looked for whether or not its start was met ("12-2" ends before it begins and gives
-    // no record, which is no fault).
+    // Intended: the end of a range is looked for whether or not its start was met ("12-2" ends before it begins and
+    // gives no record, which is no fault).
     if (visit.range && visit.last > 0 && visit.last <= outlets + visit.base) {
         visit.last = static_cast<int>(visit.last - visit.base);
         done = true;
@@ -246,8 +247,8 @@ static form_result take_token(parsing &at)
 {
     static constexpr form_result (*forms[])(parsing &) = {take_all, take_number_dot, take_id_dot, take_chain_numbers,
                                                           take_name};
-    // The token stands in the next record before it has one of its own: where it gives none, the record stays uncounted, the
-    // next token overwrites it, and as the last one it shows as unresolved.
+    // The token stands in the next record before it has one of its own: where it gives none, the record stays
+    // uncounted, the next token overwrites it, and as the last one it shows as unresolved.
     label_record(at);
     for (auto form : forms) {
         form_result result = form(at);

@@ -22,14 +22,15 @@ struct outstr_release {
 };
 using owned_outstr = std::unique_ptr<outstr_entry[], outstr_release>;
 
-// Expands an outlet string into a block of exactly 128 records, owned by the caller. Null for an absent or empty text, no
-// memory, a failed read of the tree, or a token that makes the whole string a fault; the cause is in the log.
+// Expands an outlet string into a block of exactly 128 records, owned by the caller. Null for an absent or empty text,
+// no memory, a failed read of the tree, or a token that makes the whole string a fault; the cause is in the log.
 owned_outstr parse_outstr(const char *text);
 
 // The same for a command, which says "Invalid outlet [...].\n" with the whole text where nothing came of it.
 owned_outstr outlets_of(const char *text, char **out);
 
-// The records in use: those before the first empty text, at most all of them (the block has no spare one behind the last).
+// The records in use: those before the first empty text, at most all of them (the block has no spare one behind the
+// last).
 std::span<const outstr_entry> outstr_records(const owned_outstr &block);
 
 // True where all four numbers are there; any other record is a token that could not be resolved.

@@ -10,7 +10,7 @@
 struct ci_session;       // platform: the session record
 struct vrn_tsapi_handle; // platform: the way to the control tree
 
-// --- Process-wide state. One thread, no locks; whoever is named as owner releases it. --------------------------------
+// --- Process-wide state. One thread, no locks; whoever is named as owner releases it. -------------------------------
 
 extern int cli_sid;                       // session id; not 0 once `main` has opened the session
 extern ci_session *cli_session;           // owned by the session library

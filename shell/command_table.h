@@ -5,8 +5,7 @@
 //      row that takes a line decides, so look at what the rows above yours swallow (a blank in a pattern matches no
 //      blank too). Raise command_row_count in cli.h.
 //   3. State in `handler_values` which values each new handler gives to its formats. The build fails until rows,
-//   patterns,
-//      formats and handlers agree (table_rules.h).
+//      patterns, formats and handlers agree (table_rules.h).
 //   4. Add the name to the list in cmd_help.cpp.
 //   5. Type each form that the usage text announces in a test, and what it answers.
 #pragma once
@@ -14,8 +13,7 @@
 #include "shell/cli.h"
 
 // Which values a handler gives to the formats of its row, in order: d int, s text, f double, c char; null where it
-// prints through neither. A row may leave a format out; one that it has takes
-// these values, or the first of them.
+// prints through neither. A row may leave a format out; one that it has takes these values, or the first of them.
 struct handler_statement {
     command_handler handler;
     const char *format;

@@ -7,7 +7,7 @@ static chain &chain_of(void *self)
     return static_cast<simulation *>(self)->units;
 }
 
-// --- Units -----------------------------------------------------------------------------------------------------------
+// --- Units ----------------------------------------------------------------------------------------------------------
 
 static result_code set_unit_id(void *self, int port, int pdu, std::string_view id)
 {
@@ -38,7 +38,7 @@ static result_code set_overcurrent(void *self, int port, int pdu, bool on)
     return result_done;
 }
 
-// --- Outlets ---------------------------------------------------------------------------------------------------------
+// --- Outlets --------------------------------------------------------------------------------------------------------
 
 static result_code set_outlet_name(void *self, const place &at, std::string_view name)
 {
@@ -82,7 +82,7 @@ static result_code act(void *self, outlet_action action, std::span<const place> 
     return result_done;
 }
 
-// --- Time ------------------------------------------------------------------------------------------------------------
+// --- Time -----------------------------------------------------------------------------------------------------------
 
 static void settle(void *self)
 {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <set>
 
-// --- Plans -----------------------------------------------------------------------------------------------------------
+// --- Plans ----------------------------------------------------------------------------------------------------------
 
 // When the next outlet of the action may switch.
 struct turns {
@@ -77,7 +77,7 @@ void begin_action(chain &units, outlet_action action, std::span<const place> out
             plan(*unit_at(units, at), *outlet_at(units, at), action, next, now_ms);
 }
 
-// --- Steps -----------------------------------------------------------------------------------------------------------
+// --- Steps ----------------------------------------------------------------------------------------------------------
 
 static void turn_relay(const unit &holder, outlet &one, bool on)
 {

@@ -14,7 +14,7 @@ static constexpr size_t largest_file = 1 << 20;
 static constexpr size_t most_ports = 16;
 static constexpr size_t most_units = 64;
 
-// --- Keys ------------------------------------------------------------------------------------------------------------
+// --- Keys -----------------------------------------------------------------------------------------------------------
 
 static constexpr key_rule file_keys[] = {
     {"port", value_kind::tables},
@@ -69,7 +69,7 @@ static void read_port(chain &made, const toml::table &table, size_t index)
     });
 }
 
-// --- Groups and faults -----------------------------------------------------------------------------------------------
+// --- Groups and faults ----------------------------------------------------------------------------------------------
 
 static void read_groups(chain &made, const toml::table &table)
 {
@@ -109,7 +109,7 @@ static fault read_fault(const toml::table &table)
     return made;
 }
 
-// --- The file --------------------------------------------------------------------------------------------------------
+// --- The file -------------------------------------------------------------------------------------------------------
 
 static chain_file read_file(const toml::table &table)
 {

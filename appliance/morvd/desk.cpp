@@ -20,7 +20,7 @@ static bool read_number(word_list words, size_t index, int64_t low, int64_t high
     return error == std::errc() && end == text.data() + text.size() && *number >= low && *number <= high;
 }
 
-// --- fault -----------------------------------------------------------------------------------------------------------
+// --- fault ----------------------------------------------------------------------------------------------------------
 
 // What stands behind the kind: VERB PATH, the kind's own number if it has one, COUNT, SKIP.
 static answer add_fault(std::vector<fault> &faults, fault_kind kind, word_list rest)
@@ -72,7 +72,7 @@ static answer treat_fault(service &service, word_list rest)
     return {};
 }
 
-// --- clock, outlet, phase, circuit -----------------------------------------------------------------------------------
+// --- clock, outlet, phase, circuit ----------------------------------------------------------------------------------
 
 static constexpr int longest_advance_ms = 100'000'000;
 
@@ -132,7 +132,7 @@ static answer treat_circuit(service &service, word_list rest)
     });
 }
 
-// --- The words -------------------------------------------------------------------------------------------------------
+// --- The words ------------------------------------------------------------------------------------------------------
 
 static constexpr std::string_view fault_usage[] = {
     "fault refuse VERB PATH [CODE [COUNT [SKIP]]]",

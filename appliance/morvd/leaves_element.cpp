@@ -8,7 +8,7 @@
 
 using text = std::optional<std::string>;
 
-// --- Phases and circuits ---------------------------------------------------------------------------------------------
+// --- Phases and circuits --------------------------------------------------------------------------------------------
 
 static constexpr leaf phase_table[] = {
     {.name = "", .mlist = names_of_node},
@@ -32,7 +32,7 @@ static constexpr leaf circuit_table[] = {
     {.name = "num-outlets", .info = count_outlets_on_circuit},
 };
 
-// --- Outlets ---------------------------------------------------------------------------------------------------------
+// --- Outlets --------------------------------------------------------------------------------------------------------
 
 static text seconds(const std::optional<int> &tenths)
 {
@@ -76,7 +76,7 @@ static constexpr leaf outlet_table[] = {
     {.name = "cycle", .admin = act<outlet_action::cycle>, .present = is_switched},
 };
 
-// --- Environment monitors --------------------------------------------------------------------------------------------
+// --- Environment monitors -------------------------------------------------------------------------------------------
 
 static constexpr leaf envmon_table[] = {
     {.name = "", .mlist = names_of_node},

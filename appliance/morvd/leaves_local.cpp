@@ -12,7 +12,7 @@ static text number_text(const std::optional<int> &number)
     return number ? text(std::to_string(*number)) : std::nullopt;
 }
 
-// --- The unit --------------------------------------------------------------------------------------------------------
+// --- The unit -------------------------------------------------------------------------------------------------------
 
 // Whether over-current protection keeps outlets off just now, not whether it is turned on: 1 while an outlet of the
 // unit is off and held so, else 0. Who finds an outlet off that was told to come on learns the cause here.
@@ -39,7 +39,7 @@ static constexpr leaf local_unit_table[] = {
     {.name = "envmon", .list = [](const target &to) { return numbers_up_to(to.unit->envmons.size()); }},
 };
 
-// --- Its outlets -----------------------------------------------------------------------------------------------------
+// --- Its outlets ----------------------------------------------------------------------------------------------------
 
 static constexpr leaf local_outlet_table[] = {
     {.name = "sys-name", .get = [](const target &to) { return text(to.outlet->sys_name); }},

@@ -9,7 +9,7 @@ static std::optional<std::string> number_text(int number)
     return std::to_string(number);
 }
 
-// --- power -----------------------------------------------------------------------------------------------------------
+// --- power ----------------------------------------------------------------------------------------------------------
 
 static std::vector<std::string> unit_ids(const target &to)
 {
@@ -48,7 +48,7 @@ static constexpr leaf power_table[] = {
     {.name = "outlet", .mlist = outlet_names},
 };
 
-// --- power.command ---------------------------------------------------------------------------------------------------
+// --- power.command --------------------------------------------------------------------------------------------------
 
 static constexpr leaf command_table[] = {
     {.name = "on", .admin = act<outlet_action::on>},       {.name = "off", .admin = act<outlet_action::off>},
@@ -57,7 +57,7 @@ static constexpr leaf command_table[] = {
     {.name = "cycle", .admin = act<outlet_action::cycle>},
 };
 
-// --- power.port.* ----------------------------------------------------------------------------------------------------
+// --- power.port.* ---------------------------------------------------------------------------------------------------
 
 static constexpr leaf port_table[] = {
     {.name = "device", .info = [](const target &to) { return std::optional(to.port->device); }},
@@ -69,7 +69,7 @@ static constexpr leaf port_table[] = {
     {.name = "pdu", .mlist = [](const target &to) { return numbers_up_to(to.port->units.size()); }},
 };
 
-// --- power.pdu.* and power.outlet.* ----------------------------------------------------------------------------------
+// --- power.pdu.* and power.outlet.* ---------------------------------------------------------------------------------
 
 static constexpr leaf unit_by_id_table[] = {
     {.name = "pdu", .info = [](const target &to) { return number_text(to.at.pdu); }},

@@ -41,7 +41,7 @@ server::~server()
         close(spare_);
 }
 
-// --- Connections come ------------------------------------------------------------------------------------------------
+// --- Connections come -----------------------------------------------------------------------------------------------
 
 // Who has not logged in holds no place that another client needs: the oldest such makes room.
 bool server::make_room()
@@ -97,7 +97,7 @@ void server::accept_clients()
     }
 }
 
-// --- One client ------------------------------------------------------------------------------------------------------
+// --- One client -----------------------------------------------------------------------------------------------------
 
 // As much as the other end takes at once.
 static bool send_some(int connection, std::string &unsent)
@@ -172,7 +172,7 @@ void server::attend(client &one, short events)
         one.gone = !send_some(one.connection, one.unsent);
 }
 
-// --- The loop --------------------------------------------------------------------------------------------------------
+// --- The loop -------------------------------------------------------------------------------------------------------
 
 void server::release_late_answers()
 {

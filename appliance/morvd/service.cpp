@@ -12,7 +12,7 @@ static constexpr size_t user_size = 64;
 
 using word_list = std::vector<std::string>;
 
-// --- Logging in ------------------------------------------------------------------------------------------------------
+// --- Logging in -----------------------------------------------------------------------------------------------------
 
 static bool is_trusted(const service &service, const session &session)
 {
@@ -57,7 +57,7 @@ static answer resume(service &service, session &session, const word_list &words)
     return {};
 }
 
-// --- Requests --------------------------------------------------------------------------------------------------------
+// --- Requests -------------------------------------------------------------------------------------------------------
 
 static answer ask(service &service, const word_list &words)
 {

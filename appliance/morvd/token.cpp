@@ -12,7 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// --- The tag ---------------------------------------------------------------------------------------------------------
+// --- The tag --------------------------------------------------------------------------------------------------------
 
 struct sip_state {
     uint64_t v0, v1, v2, v3;
@@ -63,7 +63,7 @@ uint64_t tag_of(const token_key &key, std::string_view text)
     return s.v0 ^ s.v1 ^ s.v2 ^ s.v3;
 }
 
-// --- The key's file --------------------------------------------------------------------------------------------------
+// --- The key's file -------------------------------------------------------------------------------------------------
 
 static bool read_key(const std::string &path, token_key *key)
 {
@@ -98,7 +98,7 @@ bool load_token_key(const std::string &path, token_key *key, std::string *fault)
     return false;
 }
 
-// --- Tokens ----------------------------------------------------------------------------------------------------------
+// --- Tokens ---------------------------------------------------------------------------------------------------------
 
 std::string make_token(const token_key &key, std::string_view user, std::string_view sid)
 {

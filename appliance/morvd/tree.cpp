@@ -5,7 +5,7 @@
 #include "appliance/morvd/leaves.h"
 #include "appliance/morvd/path.h"
 
-// --- What the stars stand for ----------------------------------------------------------------------------------------
+// --- What the stars stand for ---------------------------------------------------------------------------------------
 
 template <class Item> static const Item *numbered(const std::vector<Item> &items, std::string_view star)
 {
@@ -109,7 +109,7 @@ static bool find_group_by_id(target &to, std::span<const std::string> stars)
     return to.group;
 }
 
-// --- The kinds of node -----------------------------------------------------------------------------------------------
+// --- The kinds of node ----------------------------------------------------------------------------------------------
 
 static const node nodes[] = {
     {"power", find_nothing, power_leaves},
@@ -129,7 +129,7 @@ static const node nodes[] = {
     {"authorization.group.id.*", find_group_by_id, group_by_id_leaves},
 };
 
-// --- From a path to its row ------------------------------------------------------------------------------------------
+// --- From a path to its row -----------------------------------------------------------------------------------------
 
 // How many components of the path the pattern takes, all of it; 0 where it does not match. What its stars met is added
 // to `stars`.
@@ -230,7 +230,7 @@ answer ask_tree(const device &device, verb verb, std::string_view path, std::spa
     }
 }
 
-// --- What several tables share ---------------------------------------------------------------------------------------
+// --- What several tables share --------------------------------------------------------------------------------------
 
 std::vector<std::string> names_of_node(const target &target)
 {

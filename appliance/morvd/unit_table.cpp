@@ -9,9 +9,9 @@
 
 #include "appliance/model/status.h"
 
-static constexpr double longest_interval = longest_post_power / 10; // s
+static constexpr double longest_interval = longest_post_power / 10.0; // s
 
-// --- Keys ------------------------------------------------------------------------------------------------------------
+// --- Keys -----------------------------------------------------------------------------------------------------------
 
 static constexpr key_rule unit_keys[] = {
     {"id", value_kind::text, 1, unit_id_size},
@@ -73,7 +73,7 @@ static constexpr key_rule sensor_keys[] = {
     {"unit", value_kind::text, 0, 15},
 };
 
-// --- What several tables share ---------------------------------------------------------------------------------------
+// --- What several tables share --------------------------------------------------------------------------------------
 
 static std::optional<int> tenths_of(const toml::table &table, std::string_view key)
 {
@@ -125,7 +125,7 @@ template <class Part, class Read> static void describe_parts(std::vector<Part> &
     check_sys_names(parts, table);
 }
 
-// --- Phases and circuits ---------------------------------------------------------------------------------------------
+// --- Phases and circuits --------------------------------------------------------------------------------------------
 
 static constexpr char phase_letters[] = "XYZ";
 
@@ -192,7 +192,7 @@ static void read_circuits(unit &made, const toml::table &table)
     });
 }
 
-// --- Outlets and sensors ---------------------------------------------------------------------------------------------
+// --- Outlets and sensors --------------------------------------------------------------------------------------------
 
 static void read_outlet_state(outlet &made, const toml::table &table)
 {
@@ -263,7 +263,7 @@ static void read_sensors(unit &made, const toml::table &table)
     check_sys_names(made.envmons, table);
 }
 
-// --- The unit --------------------------------------------------------------------------------------------------------
+// --- The unit -------------------------------------------------------------------------------------------------------
 
 static size_t count_units(const chain &units)
 {

@@ -4,7 +4,7 @@
 
 #include "appliance/morvd/values.h"
 
-// --- Units -----------------------------------------------------------------------------------------------------------
+// --- Units ----------------------------------------------------------------------------------------------------------
 
 result_code write_unit_id(const target &to, word_span words)
 {
@@ -32,7 +32,7 @@ result_code write_overcurrent(const target &to, word_span words)
     return to.device->set_overcurrent(to.device->self, to.at.port, to.at.pdu, words[0] == "on");
 }
 
-// --- Outlets ---------------------------------------------------------------------------------------------------------
+// --- Outlets --------------------------------------------------------------------------------------------------------
 
 result_code write_outlet_name(const target &to, word_span words)
 {

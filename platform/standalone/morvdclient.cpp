@@ -7,7 +7,7 @@
 
 #include "platform/standalone/resp.h"
 
-// --- Requests --------------------------------------------------------------------------------------------------------
+// --- Requests -------------------------------------------------------------------------------------------------------
 
 morvdclient_transaction *morvdclient_send_get(morvdclient_connection *connection, const char *path)
 {
@@ -66,7 +66,7 @@ morvdclient_transaction *morvdclient_send_move(morvdclient_connection *connectio
     return resp_exchange(connection, resp_ok, words);
 }
 
-// --- Answers ---------------------------------------------------------------------------------------------------------
+// --- Answers --------------------------------------------------------------------------------------------------------
 
 int morvdclient_transaction_get_result_code(morvdclient_transaction *transaction)
 {
@@ -106,7 +106,7 @@ void morvdclient_destroy_transaction(morvdclient_transaction *transaction)
     resp_release(transaction);
 }
 
-// --- Path components -------------------------------------------------------------------------------------------------
+// --- Path components ------------------------------------------------------------------------------------------------
 
 // Whatever the locale says, and never the '.' that divides components.
 static bool stands_for_itself(char c)

@@ -121,7 +121,7 @@ int resp_result(const morvdclient_transaction *answer)
     return error == std::errc{} && ended && result != 0 ? result : result_unnumbered;
 }
 
-// --- The connection --------------------------------------------------------------------------------------------------
+// --- The connection -------------------------------------------------------------------------------------------------
 
 static int64_t now_ms()
 {
@@ -188,7 +188,7 @@ void resp_drop(morvdclient_connection *connection)
     *connection = resp_not_connected;
 }
 
-// --- One exchange ----------------------------------------------------------------------------------------------------
+// --- One exchange ---------------------------------------------------------------------------------------------------
 
 // What a request takes at most; 0 for one with a null word. `*count` gets its number of words.
 static size_t request_size(std::span<const char *const> words, const char *const *more, size_t *count)

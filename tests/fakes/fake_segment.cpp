@@ -81,7 +81,7 @@ void segment_slept()
 
 } // namespace fakes
 
-// --- System V shared memory ------------------------------------------------------------------------------------------
+// --- System V shared memory -----------------------------------------------------------------------------------------
 
 static std::string formatted(const char *format, ...) __attribute__((format(printf, 1, 2)));
 static std::string formatted(const char *format, ...)

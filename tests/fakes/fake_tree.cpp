@@ -154,7 +154,7 @@ std::string text_of(const char *text)
 
 } // namespace
 
-// --- What tests set --------------------------------------------------------------------------------------------------
+// --- What tests set -------------------------------------------------------------------------------------------------
 
 namespace fakes {
 
@@ -287,7 +287,7 @@ size_t live_transactions()
 
 } // namespace fakes
 
-// --- The client of the control daemon --------------------------------------------------------------------------------
+// --- The client of the control daemon -------------------------------------------------------------------------------
 
 morvdclient_transaction *morvdclient_send_get(morvdclient_connection *, const char *path)
 {
@@ -389,7 +389,7 @@ char *url_encode(const char *text)
     return strdup(encoded.c_str());
 }
 
-// --- The way to the tree ---------------------------------------------------------------------------------------------
+// --- The way to the tree --------------------------------------------------------------------------------------------
 
 int vrn_tsapi_init_with_vrnaaa_session(vrn_tsapi_handle **handle, ci_session *)
 {

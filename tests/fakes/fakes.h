@@ -109,7 +109,7 @@ struct fake_segment {
 };
 inline fake_segment segment;
 
-// --- A chain of units ------------------------------------------------------------------------------------------------
+// --- A chain of units -----------------------------------------------------------------------------------------------
 
 struct unit_layout {
     int outlets = 8;
@@ -196,7 +196,7 @@ private:
     std::map<std::pair<int, int>, uint32_t> records_;
 };
 
-// --- The session -----------------------------------------------------------------------------------------------------
+// --- The session ----------------------------------------------------------------------------------------------------
 
 struct fake_session {
     bool opens = true; // false: ci_init answers null with ci_errno as `open_errno`
@@ -216,7 +216,7 @@ struct fake_session {
 };
 inline fake_session session;
 
-// --- The log ---------------------------------------------------------------------------------------------------------
+// --- The log --------------------------------------------------------------------------------------------------------
 
 struct log_record {
     int level;
@@ -234,7 +234,7 @@ std::string dump_log();
 // Fails the test where a message has no position record in front of it.
 texts failures();
 
-// --- Output ----------------------------------------------------------------------------------------------------------
+// --- Output ---------------------------------------------------------------------------------------------------------
 
 std::string printed(); // what reached rl_outstream since forget
 

@@ -31,7 +31,7 @@ template <class Part> static std::string sys_names(const std::vector<Part> &part
     return names;
 }
 
-// --- What is made ----------------------------------------------------------------------------------------------------
+// --- What is made ---------------------------------------------------------------------------------------------------
 
 TEST(chain_file, empty_file_is_an_appliance_without_lines)
 {
@@ -180,7 +180,7 @@ TEST(chain_file, faults_stand_as_if_asked_for_at_the_desk)
     EXPECT_EQ(fault_text(faults[2]), "delay * * 50 0 0");
 }
 
-// --- Shipped files ---------------------------------------------------------------------------------------------------
+// --- Shipped files --------------------------------------------------------------------------------------------------
 
 static chain shipped(const std::string &name)
 {
@@ -254,7 +254,7 @@ TEST(chain_file, shipped_long_chain_has_more)
     EXPECT_GT(count_outlets(shipped("long.toml")), 128u);
 }
 
-// --- Faults of the file ----------------------------------------------------------------------------------------------
+// --- Faults of the file ---------------------------------------------------------------------------------------------
 
 struct faulty_text {
     const char *lines;

@@ -27,7 +27,7 @@ static std::string token_for(test_desk &desk, const std::string &user)
     return text_of_bulk(ask_as(desk, who, {"login", user, "12"}));
 }
 
-// --- Logging in ------------------------------------------------------------------------------------------------------
+// --- Logging in -----------------------------------------------------------------------------------------------------
 
 TEST(morvd_service, superuser_and_own_user_may_log_in)
 {
@@ -120,7 +120,7 @@ TEST(morvd_service, token_that_was_not_given_out_is_refused)
     EXPECT_EQ(ask_as(desk, who, {"resume"}), "-ERR 6 bad arguments\r\n");
 }
 
-// --- Tokens ----------------------------------------------------------------------------------------------------------
+// --- Tokens ---------------------------------------------------------------------------------------------------------
 
 TEST(morvd_token, tag_is_the_published_one)
 {
@@ -176,7 +176,7 @@ TEST(morvd_token, key_that_cannot_be_kept_is_told)
     EXPECT_EQ(fault, "cannot write '/nosuch/key': No such file or directory");
 }
 
-// --- Requests --------------------------------------------------------------------------------------------------------
+// --- Requests -------------------------------------------------------------------------------------------------------
 
 TEST(morvd_service, unknown_verb_is_refused)
 {
@@ -226,7 +226,7 @@ TEST(morvd_answer, absent_value_is_the_null_bulk_string)
     EXPECT_EQ(on_the_wire(none), "$-1\r\n");
 }
 
-// --- Faults ----------------------------------------------------------------------------------------------------------
+// --- Faults ---------------------------------------------------------------------------------------------------------
 
 TEST(morvd_fault, refusal_hits_verb_and_path_alone)
 {

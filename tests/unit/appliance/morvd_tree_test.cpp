@@ -24,7 +24,7 @@ static std::string ask(const std::vector<std::string> &words)
 static constexpr char no_such_path[] = "-ERR 8 no such path\r\n";
 static constexpr char no_such_verb[] = "-ERR 9 no such verb on that path\r\n";
 
-// --- Paths -----------------------------------------------------------------------------------------------------------
+// --- Paths ----------------------------------------------------------------------------------------------------------
 
 TEST(morvd_path, components_are_decoded)
 {
@@ -45,7 +45,7 @@ TEST(morvd_path, int_star_is_a_plain_positive_decimal)
         EXPECT_EQ(star_number(text), 0) << text;
 }
 
-// --- power and its ports ---------------------------------------------------------------------------------------------
+// --- power and its ports --------------------------------------------------------------------------------------------
 
 TEST(morvd_tree, power_counts_and_lists_what_it_has)
 {
@@ -76,7 +76,7 @@ TEST(morvd_tree, appliance_without_lines_lists_none)
     EXPECT_EQ(desk.ask({"mlist", "power.outlet"}), "*0\r\n");
 }
 
-// --- Units -----------------------------------------------------------------------------------------------------------
+// --- Units ----------------------------------------------------------------------------------------------------------
 
 TEST(morvd_tree, unit_says_who_it_is_and_what_it_is_made_of)
 {
@@ -210,7 +210,7 @@ TEST(morvd_tree, empty_unit_id_brings_the_default_back)
     EXPECT_EQ(desk.ask({"info", "power.port.1.pdu.1.id"}), bulk("own"));
 }
 
-// --- Parts of a unit -------------------------------------------------------------------------------------------------
+// --- Parts of a unit ------------------------------------------------------------------------------------------------
 
 TEST(morvd_tree, phases_and_circuits_have_names)
 {
@@ -255,7 +255,7 @@ TEST(morvd_tree, sensor_says_its_kind)
     EXPECT_EQ(ask({"mlist", "power.port.1.pdu.1.envmon.1"}), array({"sys-name", "name", "type", "type-raw", "unit"}));
 }
 
-// --- The other ways in -----------------------------------------------------------------------------------------------
+// --- The other ways in ----------------------------------------------------------------------------------------------
 
 TEST(morvd_tree, unit_is_found_by_its_id)
 {
@@ -282,7 +282,7 @@ TEST(morvd_tree, groups_are_listed_by_name_and_by_id)
     EXPECT_EQ(ask({"list", "authorization.group.name.day.member"}), no_such_path);
 }
 
-// --- Refusals --------------------------------------------------------------------------------------------------------
+// --- Refusals -------------------------------------------------------------------------------------------------------
 
 TEST(morvd_tree, path_that_leads_nowhere_is_refused)
 {

@@ -3,7 +3,7 @@
 
 #include "tests/unit/appliance/outlet_desk.h"
 
-// --- Locked and fixed outlets ----------------------------------------------------------------------------------------
+// --- Locked and fixed outlets ---------------------------------------------------------------------------------------
 
 TEST(outlet_hold, lock_keeps_an_outlet_as_it_is)
 {
@@ -73,7 +73,7 @@ TEST(outlet_hold, locked_and_fixed_outlets_cost_no_pause)
     EXPECT_EQ(desk.ctrl("1.1.2"), "OFF");
 }
 
-// --- Over-current protection -----------------------------------------------------------------------------------------
+// --- Over-current protection ----------------------------------------------------------------------------------------
 
 static const std::string local_overcurrent = "power.pdu.pdu-local.overcurrent";
 
@@ -190,7 +190,7 @@ TEST(outlet_hold, protection_takes_on_and_off_and_nothing_else)
     EXPECT_EQ(desk.ask({"admin", "power.port.1.pdu.2.overcurrent", "on"}), no_such_path);
 }
 
-// --- What the desk is told -------------------------------------------------------------------------------------------
+// --- What the desk is told ------------------------------------------------------------------------------------------
 
 TEST(outlet_desk, clock_is_driven_by_words)
 {

@@ -8,7 +8,7 @@ static constexpr char taken[] = "-ERR 12 name already taken\r\n";
 static const std::string outlet_1 = "power.port.1.pdu.1.outlet.1.";
 static const std::string outlet_2 = "power.port.1.pdu.1.outlet.2."; // has both intervals and the name "web.1"
 
-// --- Names -----------------------------------------------------------------------------------------------------------
+// --- Names ----------------------------------------------------------------------------------------------------------
 
 static std::string set_name(test_desk &desk, const std::string &name)
 {
@@ -117,7 +117,7 @@ TEST(outlet_name, outlet_without_a_relay_has_one_too)
     EXPECT_EQ(desk.ask({"info", "power.outlet.plain.pdu"}), bulk("2"));
 }
 
-// --- Intervals -------------------------------------------------------------------------------------------------------
+// --- Intervals ------------------------------------------------------------------------------------------------------
 
 TEST(outlet_interval, seconds_are_taken_and_read_with_one_decimal)
 {
@@ -187,7 +187,7 @@ TEST(outlet_interval, new_cycle_interval_is_the_rest_of_the_next_cycle)
     EXPECT_EQ(desk.ask({"info", outlet_1 + "ctrl-status"}), bulk("ON"));
 }
 
-// --- pdu-local -------------------------------------------------------------------------------------------------------
+// --- pdu-local ------------------------------------------------------------------------------------------------------
 
 static const std::string local_unit = "power.pdu.pdu-local.";
 

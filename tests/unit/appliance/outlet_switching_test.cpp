@@ -5,7 +5,7 @@
 static const std::vector<std::string> first_three = {"1.1.1", "1.1.2", "1.1.3"};
 static constexpr char three[] = "1.1.1,1.1.2,1.1.3";
 
-// --- on and off ------------------------------------------------------------------------------------------------------
+// --- on and off -----------------------------------------------------------------------------------------------------
 
 TEST(outlet_switching, single_outlet_switches_at_once)
 {
@@ -157,7 +157,7 @@ TEST(outlet_switching, pauses_of_many_outlets_add_up)
     EXPECT_EQ(desk.ctrl("1.1.128"), "OFF");
 }
 
-// --- cycle -----------------------------------------------------------------------------------------------------------
+// --- cycle ----------------------------------------------------------------------------------------------------------
 
 TEST(outlet_switching, cycle_rests_for_the_interval_of_the_unit)
 {
@@ -220,7 +220,7 @@ TEST(outlet_switching, cycle_of_a_unit_without_an_interval_does_not_rest)
     EXPECT_EQ(desk.ctrl("2.1.1"), "ON");
 }
 
-// --- One action after another ----------------------------------------------------------------------------------------
+// --- One action after another ---------------------------------------------------------------------------------------
 
 TEST(outlet_switching, new_action_replaces_what_is_pending)
 {
@@ -297,7 +297,7 @@ TEST(outlet_switching, interval_that_changes_leaves_a_running_sequence_alone)
     EXPECT_EQ(desk.ctrl("1.1.2"), "OFF");
 }
 
-// --- Which outlets ---------------------------------------------------------------------------------------------------
+// --- Which outlets --------------------------------------------------------------------------------------------------
 
 TEST(outlet_switching, empty_list_is_accepted_and_does_nothing)
 {

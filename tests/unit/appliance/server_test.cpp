@@ -112,7 +112,7 @@ struct small_server_test : server_test {
     small_server_test() : server_test({.connections = 3, .unread_answers = 1000}) {}
 };
 
-// --- Sessions --------------------------------------------------------------------------------------------------------
+// --- Sessions -------------------------------------------------------------------------------------------------------
 
 TEST_F(server_test, client_logs_in_and_asks)
 {
@@ -173,7 +173,7 @@ TEST_F(server_test, client_that_leaves_is_forgotten_and_what_it_asked_is_done)
     EXPECT_EQ(desk.simulated.units.ports[0].units[0].id, "new");
 }
 
-// --- Bytes of all kinds ----------------------------------------------------------------------------------------------
+// --- Bytes of all kinds ---------------------------------------------------------------------------------------------
 
 TEST_F(server_test, request_may_come_byte_by_byte)
 {
@@ -312,7 +312,7 @@ TEST_F(server_test, any_byte_in_a_word_is_only_a_byte)
     EXPECT_EQ(exchange(one, ask_ports), bulk("2"));
 }
 
-// --- Clients of all kinds --------------------------------------------------------------------------------------------
+// --- Clients of all kinds -------------------------------------------------------------------------------------------
 
 TEST_F(server_test, many_connections_one_after_another_leave_nothing_behind)
 {
@@ -413,7 +413,7 @@ TEST_F(server_test, wake_up_call_is_told)
     close(ends[1]);
 }
 
-// --- Faults on the wire ----------------------------------------------------------------------------------------------
+// --- Faults on the wire ---------------------------------------------------------------------------------------------
 
 TEST_F(server_test, drop_closes_behind_the_answers_already_owed)
 {
@@ -484,7 +484,7 @@ TEST_F(server_test, late_answer_wakes_the_server_by_the_machines_clock)
     EXPECT_GE(clock.now_ms() - asked, 20);
 }
 
-// --- The place in the file system ------------------------------------------------------------------------------------
+// --- The place in the file system -----------------------------------------------------------------------------------
 
 TEST(server_endpoint, second_daemon_on_the_same_place_is_refused)
 {

@@ -4,7 +4,7 @@
 // A unit is looked for by its ID first: a number is none.
 static const char no_id[] = "Fail to get pdu from pdu name 1";
 
-// --- Reading ---------------------------------------------------------------------------------------------------------
+// --- Reading --------------------------------------------------------------------------------------------------------
 
 TEST(id, shows_the_id_of_a_unit)
 {
@@ -122,7 +122,7 @@ TEST(id, row_without_a_format_prints_nothing_and_succeeds)
     EXPECT_EQ(out, nullptr);
 }
 
-// --- Setting ---------------------------------------------------------------------------------------------------------
+// --- Setting --------------------------------------------------------------------------------------------------------
 
 TEST(id, sets_the_id_of_a_unit)
 {
@@ -205,7 +205,7 @@ TEST(id, absent_new_id_fails_before_the_unit_is_asked)
     EXPECT_EXCHANGES({"info power.pdu.1.pdu", "info power.num-devices", "info power.port.1.num-pdus"});
 }
 
-// --- Failures --------------------------------------------------------------------------------------------------------
+// --- Failures -------------------------------------------------------------------------------------------------------
 
 TEST(id, any_exchange_of_a_read_may_fail)
 {

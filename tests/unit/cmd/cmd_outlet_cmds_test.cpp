@@ -48,7 +48,7 @@ texts exchanges_of(const std::string &verb)
     return found;
 }
 
-// --- on, off -----------------------------------------------------------------------------------------------------------
+// --- on, off --------------------------------------------------------------------------------------------------------
 
 TEST_F(outlet_cmds, on_switches_and_reports)
 {
@@ -198,7 +198,7 @@ TEST_F(outlet_cmds, bare_words_show_the_usage_but_the_immediate_ones_have_none)
     EXPECT_EQ(answer("ioff help"), "Invalid outlet [help].\n");
 }
 
-// --- cycle -------------------------------------------------------------------------------------------------------------
+// --- cycle ----------------------------------------------------------------------------------------------------------
 
 TEST_F(outlet_cmds, cycle_goes_off_waits_and_goes_on)
 {
@@ -279,7 +279,7 @@ TEST_F(outlet_cmds, cycle_whole_string_fault_and_usage)
     EXPECT_EQ(answer("cycle").rfind("Usage: cycle <outletString>\n", 0), 0U);
 }
 
-// --- lock, unlock --------------------------------------------------------------------------------------------------------
+// --- lock, unlock ---------------------------------------------------------------------------------------------------
 
 TEST_F(outlet_cmds, lock_and_unlock_report_the_status_behind_the_action)
 {
@@ -324,7 +324,7 @@ TEST_F(outlet_cmds, lock_reports_strings_and_tokens_that_do_not_resolve)
     EXPECT_EQ(answer("unlock help").rfind("Usage: unlock <outletString>\n", 0), 0U);
 }
 
-// --- status --------------------------------------------------------------------------------------------------------------
+// --- status ---------------------------------------------------------------------------------------------------------
 
 TEST_F(outlet_cmds, status_shows_name_state_and_intervals)
 {
@@ -442,7 +442,7 @@ TEST_F(outlet_cmds, status_reads_the_tree_where_the_segment_is_not_usable)
               std::string(heading) + " 1                              Unlocked ON     2.5/1.0        \n");
 }
 
-// --- What fails on the way -----------------------------------------------------------------------------------------------
+// --- What fails on the way ------------------------------------------------------------------------------------------
 
 TEST_F(outlet_cmds, each_failed_exchange_gives_documented_words_only)
 {

@@ -27,7 +27,7 @@ static texts first(const texts &all, size_t count)
     return {all.begin(), all.begin() + static_cast<ptrdiff_t>(count)};
 }
 
-// --- The line --------------------------------------------------------------------------------------------------------
+// --- The line -------------------------------------------------------------------------------------------------------
 
 TEST(ver, describes_a_unit_in_one_line)
 {
@@ -120,7 +120,7 @@ TEST(ver, row_without_a_format_prints_nothing_and_succeeds)
     EXPECT_EQ(out, nullptr);
 }
 
-// --- The phase type --------------------------------------------------------------------------------------------------
+// --- The phase type -------------------------------------------------------------------------------------------------
 
 class ver_phase_type : public testing::Test {
 protected:
@@ -194,7 +194,7 @@ TEST_F(ver_phase_type, failed_read_prints_no_line_at_all)
     EXPECT_FAILURES({"Fail to get phase type for pdu 1@1", "Fail to execute for PDU 1"});
 }
 
-// --- Failures --------------------------------------------------------------------------------------------------------
+// --- Failures -------------------------------------------------------------------------------------------------------
 
 struct ver_leaf {
     const char *leaf;

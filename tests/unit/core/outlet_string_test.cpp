@@ -1,4 +1,5 @@
-// The outlet string: every form and its precedence, the faults of the whole string, unresolved tokens, the limit of 128.
+// The outlet string: every form and its precedence, the faults of the whole string, unresolved tokens, the limit of
+// 128.
 
 #include <string>
 
@@ -50,7 +51,7 @@ struct outlet_string : testing::Test {
     }
 };
 
-// --- Nothing at all ----------------------------------------------------------------------------------------------------
+// --- Nothing at all -------------------------------------------------------------------------------------------------
 
 TEST_F(outlet_string, absent_or_empty_text_yields_nothing_and_asks_nothing)
 {
@@ -80,7 +81,7 @@ TEST_F(outlet_string, failed_allocations_yield_nothing_or_the_whole)
     EXPECT_GE(failing, 2);
 }
 
-// --- all -----------------------------------------------------------------------------------------------------------------
+// --- all ------------------------------------------------------------------------------------------------------------
 
 TEST_F(outlet_string, all_is_every_outlet_of_every_unit)
 {
@@ -127,7 +128,7 @@ TEST_F(outlet_string, all_fails_as_a_whole_where_a_read_fails)
     EXPECT_LOGGED("Fail to get number of pdus on port 1");
 }
 
-// --- By unit number ----------------------------------------------------------------------------------------------------
+// --- By unit number -------------------------------------------------------------------------------------------------
 
 TEST_F(outlet_string, unit_number_and_outlet)
 {
@@ -200,7 +201,7 @@ TEST_F(outlet_string, range_with_a_tail_is_a_name_and_its_shorter_form_is_not_tr
     EXPECT_FAILURES({"Fail to get outlet from outlet name 1.2-3x"});
 }
 
-// --- By unit ID ------------------------------------------------------------------------------------------------------
+// --- By unit ID -----------------------------------------------------------------------------------------------------
 
 TEST_F(outlet_string, unit_id_and_outlet)
 {
@@ -237,7 +238,7 @@ TEST_F(outlet_string, dotted_name_without_a_number_behind_is_an_outlet_name)
     EXPECT_EQ(parsed("rack.a"), texts{"1.1.4=4 rack.a"});
 }
 
-// --- Chain numbers -------------------------------------------------------------------------------------------------------
+// --- Chain numbers --------------------------------------------------------------------------------------------------
 
 TEST_F(outlet_string, chain_number_counts_over_the_units)
 {
@@ -331,7 +332,7 @@ TEST_F(outlet_string, what_stands_behind_the_128th_record_is_dropped_in_silence)
     EXPECT_EQ(numbers("all,nosuch"), count_up(1, 128));
 }
 
-// --- Names ---------------------------------------------------------------------------------------------------------------
+// --- Names ----------------------------------------------------------------------------------------------------------
 
 TEST_F(outlet_string, name_is_found_in_the_segment)
 {

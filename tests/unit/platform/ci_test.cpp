@@ -31,7 +31,7 @@ TEST_F(session, without_a_command_carries_none)
     EXPECT_EQ(open_session()->command, nullptr);
 }
 
-// --- The tap ---------------------------------------------------------------------------------------------------------
+// --- The tap --------------------------------------------------------------------------------------------------------
 
 class tap : public session {};
 
@@ -89,7 +89,7 @@ TEST_F(tap, succeeds_and_keeps_nothing_without_a_file)
     EXPECT_TRUE(std::filesystem::is_empty(root));
 }
 
-// --- The time-out ----------------------------------------------------------------------------------------------------
+// --- The time-out ---------------------------------------------------------------------------------------------------
 
 class time_out : public session {
 protected:
@@ -210,7 +210,7 @@ TEST_F(time_out, treating_is_asked_for_and_never_called_by_the_library)
     ci_flag_signal(SIGUSR1, 0);
 }
 
-// --- Modules ---------------------------------------------------------------------------------------------------------
+// --- Modules --------------------------------------------------------------------------------------------------------
 
 class module_run : public session {
 protected:

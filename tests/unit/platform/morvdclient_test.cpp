@@ -86,7 +86,7 @@ static std::optional<texts> list_of(morvdclient_transaction *transaction)
     return values;
 }
 
-// --- Requests and answers, row by row --------------------------------------------------------------------------------
+// --- Requests and answers, row by row -------------------------------------------------------------------------------
 
 TEST_F(exchange, get_is_answered_with_a_text)
 {
@@ -234,7 +234,7 @@ TEST_F(exchange, no_transaction_can_be_destroyed)
     morvdclient_destroy_transaction(nullptr);
 }
 
-// --- Refusals --------------------------------------------------------------------------------------------------------
+// --- Refusals -------------------------------------------------------------------------------------------------------
 
 TEST_F(exchange, refusal_carries_the_daemons_number_for_every_verb)
 {
@@ -278,7 +278,7 @@ TEST_F(exchange, refusal_without_a_number_of_its_own_is_never_success)
     EXPECT_TRUE(connected());
 }
 
-// --- Losing the connection -------------------------------------------------------------------------------------------
+// --- Losing the connection ------------------------------------------------------------------------------------------
 
 TEST_F(exchange, connection_closed_instead_of_an_answer_is_no_transaction)
 {
@@ -409,7 +409,7 @@ TEST_F(interrupted_exchange, still_ends_at_the_limit)
     EXPECT_EQ(handled, 1);
 }
 
-// --- Answers that are none -------------------------------------------------------------------------------------------
+// --- Answers that are none ------------------------------------------------------------------------------------------
 
 class wrong_answer : public exchange {
 protected:
@@ -521,7 +521,7 @@ TEST_F(wrong_answer, is_forgotten_by_the_next_connection)
     EXPECT_EQ(outcome(morvdclient_send_get(connection, "a")), "text new");
 }
 
-// --- Path components -------------------------------------------------------------------------------------------------
+// --- Path components ------------------------------------------------------------------------------------------------
 
 static std::string encoded(const std::string &text)
 {

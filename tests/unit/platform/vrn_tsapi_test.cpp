@@ -44,7 +44,7 @@ static bool is_own_failure(int result)
     return result < 0 && !std::set{-2, -15, -16}.contains(result);
 }
 
-// --- Login -----------------------------------------------------------------------------------------------------------
+// --- Login ----------------------------------------------------------------------------------------------------------
 
 TEST_F(control_tree, login_is_the_first_request)
 {
@@ -125,7 +125,7 @@ TEST_F(control_tree, connection_is_not_inherited_by_programs)
     EXPECT_TRUE(fcntl(vrn_tsapi_get_connection(handle)->socket, F_GETFD) & FD_CLOEXEC);
 }
 
-// --- Ready and idle --------------------------------------------------------------------------------------------------
+// --- Ready and idle -------------------------------------------------------------------------------------------------
 
 TEST_F(control_tree, connected_session_is_ready_without_a_system_call)
 {
@@ -205,7 +205,7 @@ TEST_F(control_tree, failures_to_be_ready_are_told_apart)
     EXPECT_EQ((std::set{refused, unanswered, unreached}.size()), 3u);
 }
 
-// --- Commit ----------------------------------------------------------------------------------------------------------
+// --- Commit ---------------------------------------------------------------------------------------------------------
 
 TEST_F(control_tree, commit_is_a_request_of_its_own)
 {

@@ -1,0 +1,18 @@
+"""Each test has a desk of its own, and leaves nothing of it."""
+
+import pytest
+
+from desk import BIN, Desk
+
+
+def pytest_sessionstart():
+    missing = [name for name in ("ztcli", "morvd", "ztd_ng") if not (BIN / name).exists()]
+    if missing:
+        pytest.exit(f"not built: {', '.join(missing)} in {BIN}", 3)
+
+
+@pytest.fixture
+def desk():
+    made = Desk()
+    yield made
+    made.close()
