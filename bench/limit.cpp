@@ -1,9 +1,10 @@
 // The limit that ztcli is held against: a program that starts, makes the exchanges that ztcli made, in lock step,
-// prints as many bytes, and does nothing else.
+// prints as many bytes in as many lines, and does nothing else.
 //
-//     limit SOCKET BYTES REQUEST ...
+//     limit SOCKET BYTES LINES REQUEST ...
 //
-// A request is given as its bytes on the wire.
+// A request is given as its bytes on the wire. A line is a write of its own: a command that shows its lines as it finds
+// them can't do with fewer.
 
 #include <cstdlib>
 #include <cstring>
@@ -23,22 +24,30 @@ static bool exchange(redisContext *connection, const char *request)
     return true;
 }
 
-static bool print_bytes(size_t count)
+static bool print_lines(size_t bytes, size_t lines)
 {
-    static char bytes[1 << 16];
-    return count <= sizeof bytes && write(STDOUT_FILENO, bytes, count) == static_cast<ssize_t>(count);
+    static char text[1 << 16];
+    if (bytes > sizeof text)
+        return false;
+    for (; lines > 0; lines--) {
+        const size_t length = bytes / lines;
+        if (write(STDOUT_FILENO, text, length) != static_cast<ssize_t>(length))
+            return false;
+        bytes -= length;
+    }
+    return true;
 }
 
 int main(int argc, char **argv)
 {
-    if (argc < 3)
+    if (argc < 4)
         return usage;
     redisContext *connection = redisConnectUnix(argv[1]);
     if (connection == nullptr || connection->err != 0)
         return failed;
-    for (int i = 3; i < argc; i++)
+    for (int i = 4; i < argc; i++)
         if (!exchange(connection, argv[i]))
             return failed;
     redisFree(connection);
-    return print_bytes(strtoul(argv[2], nullptr, 10)) ? 0 : failed;
+    return print_lines(strtoul(argv[2], nullptr, 10), strtoul(argv[3], nullptr, 10)) ? 0 : failed;
 }
