@@ -3,6 +3,7 @@
 
 #include "shell/input.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
@@ -73,6 +74,8 @@ static void initialize_without_prompt()
     static char no_bindings[] = "INPUTRC=/dev/null/none"; // a file that cannot even be opened
     static char *bare_environment[] = {no_bindings, nullptr};
     char **const users = std::exchange(environ, bare_environment);
+    static char stdout_buffer[BUFSIZ]; // the library need not look at what it writes to; every output is flushed
+    setvbuf(stdout, stdout_buffer, _IOFBF, sizeof stdout_buffer);
     rl_redisplay_function = show_nothing;
     rl_change_environment = 0;
     rl_initialize();

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <sys/time.h>
 
 #include "ci.h"
@@ -30,11 +31,12 @@ int append_output(char **out, const char *format, ...)
         return log_failure("Fail to append instance %s", format);
     const owned_text fragment(text);
 
-    const char *so_far = *out ? *out : "";
-    if (asprintf(&text, "%s%s", so_far, fragment.get()) < 0)
-        return log_failure("Fail to append %s to accumulate string %s", fragment.get(), so_far);
-    free(*out);
-    *out = text;
+    const size_t so_far = *out ? strlen(*out) : 0;
+    char *longer = static_cast<char *>(realloc(*out, so_far + static_cast<size_t>(length) + 1));
+    if (!longer)
+        return log_failure("Fail to append %s to accumulate string %s", fragment.get(), *out ? *out : "");
+    memcpy(longer + so_far, fragment.get(), static_cast<size_t>(length) + 1);
+    *out = longer;
     return 0;
 }
 
