@@ -239,7 +239,8 @@ TEST(chain_file, shipped_desk_has_outlets_of_every_kind_and_pauses_that_can_be_w
 
 TEST(chain_file, shipped_full_chain_switches_without_pauses)
 {
-    for (const unit &unit : shipped("full.toml").ports[0].units)
+    const chain made = shipped("full.toml");
+    for (const unit &unit : made.ports[0].units)
         for (const outlet &one : unit.outlets)
             EXPECT_EQ(one.post_power_on.value_or(0) + one.post_power_off.value_or(0), 0) << one.sys_name;
 }
