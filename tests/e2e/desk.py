@@ -2,6 +2,7 @@
 
 import os
 import re
+import select
 import shutil
 import signal
 import socket
@@ -12,7 +13,6 @@ import time
 from dataclasses import dataclass
 from pathlib import Path
 
-import pexpect
 import pexpect
 import pexpect.fdpexpect
 
@@ -90,18 +90,19 @@ class Desk:
                                    "outlets": unit.get("outlets", 8)} for unit in units]))
         return self.serve(units=units)
 
-    def daemon(self, *command, expect_ready=True):
-        """Starts one of the real daemons and waits until it says that it is ready."""
+    def daemon(self, *command, before=(), expect_ready=True):
+        """Starts one of the real daemons, through the command `before`, and waits until it says that it is ready."""
         reading, writing = os.pipe()
-        daemon = self.start([command[0], "--ready-fd", str(writing), *command[1:]], pass_fds=[writing],
+        daemon = self.start([*before, command[0], "--ready-fd", str(writing), *command[1:]], pass_fds=[writing],
                             stderr=subprocess.PIPE, stdout=subprocess.PIPE)
         os.close(writing)
         with os.fdopen(reading, "rb") as ready:
-            said = ready.read()
-        if expect_ready:
-            assert said == b"ready\n", (said, daemon.stderr.read())
-        else:
-            assert said == b""
+            in_time = select.select([ready], [], [], 30)[0]
+            said = ready.read() if in_time else None
+        if expect_ready and said != b"ready\n":
+            daemon.kill()
+            raise AssertionError(f"{command[0].name} said {said} for 'ready': {daemon.stderr.read()}")
+        assert expect_ready or said == b""
         return daemon
 
     def appliance(self, chain="desk.toml", *options):

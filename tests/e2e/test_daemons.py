@@ -152,6 +152,16 @@ def test_monitor_waits_for_a_control_daemon_that_is_late(desk):
 
 # --- the two together with the program ---
 
+def test_monitor_is_let_in_where_the_machine_knows_no_session(desk):
+    contained = ["unshare", "--user", "--map-root-user", "--pid", "--fork", "--kill-child"]
+    if subprocess.run([*contained, "true"], capture_output=True, check=False).returncode:
+        pytest.skip("no process here may be alone in its container")
+    del desk.env["ZT_CI_SID"]
+    desk.key_file.unlink()
+    desk.daemon(MORVD, CHAINS / "desk.toml")
+    desk.daemon(ZTD_NG, before=contained)
+
+
 def test_segment_has_the_ready_byte_and_stands_at_its_address(real):
     """The program's own reading is in its answers; here it is the bytes."""
     address = libc.shmat(segment_of(real), None, 0o10000)
