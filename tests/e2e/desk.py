@@ -98,7 +98,7 @@ class Desk:
         os.close(writing)
         with os.fdopen(reading, "rb") as ready:
             in_time = select.select([ready], [], [], 30)[0]
-            said = ready.read() if in_time else None
+            said = ready.readline() if in_time else None
         if expect_ready and said != b"ready\n":
             daemon.kill()
             raise AssertionError(f"{command[0].name} said {said} for 'ready': {daemon.stderr.read()}")

@@ -5,6 +5,7 @@ import os
 import shutil
 import signal
 import subprocess
+from pathlib import Path
 
 import pytest
 
@@ -159,7 +160,11 @@ def test_monitor_is_let_in_where_the_machine_knows_no_session(desk):
     del desk.env["ZT_CI_SID"]
     desk.key_file.unlink()
     desk.daemon(MORVD, CHAINS / "desk.toml")
-    desk.daemon(ZTD_NG, before=contained)
+    container = desk.daemon(ZTD_NG, before=contained)
+    monitor = int(Path(f"/proc/{container.pid}/task/{container.pid}/children").read_text())
+    os.kill(monitor, signal.SIGTERM)
+    assert container.wait(10) == 0
+    assert not desk.key_file.exists()
 
 
 def test_segment_has_the_ready_byte_and_stands_at_its_address(real):
