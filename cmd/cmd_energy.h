@@ -1,4 +1,8 @@
 // The command `energy`: energy counts.
 #pragma once
 
+#include "cmd/measure.h"
+
 extern const char energy_usage[];
+
+READING_COMMAND(energy);

@@ -2,6 +2,7 @@
 
 #include "core/render.h"
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -75,4 +76,14 @@ int sensor_value_str(const char *unit, const char *value, char **text)
         return 1;
     }
     return 0;
+}
+
+owned_text new_text(const char *format, ...)
+{
+    char *text;
+    va_list rest;
+    va_start(rest, format);
+    int length = vasprintf(&text, format, rest);
+    va_end(rest);
+    return owned_text(length < 0 ? nullptr : text);
 }

@@ -1,6 +1,8 @@
 // The fixed words in which numbers and states reach the user.
 #pragma once
 
+#include "client/types.h"
+
 #include <cstddef>
 #include <ctime>
 
@@ -19,3 +21,6 @@ char *date_str(char *buffer, time_t when);
 // A sensor's value in its own unit, Kelvin as Celsius, the degree sign as the one byte 0xF8. 1 with new heap text that
 // the caller frees; 0, with `*text` unwritten, for an unknown unit, an absent argument or no memory.
 int sensor_value_str(const char *unit, const char *value, char **text);
+
+// What printf would print, as new text; missing without memory.
+owned_text new_text(const char *format, ...) __attribute__((format(printf, 1, 2)));

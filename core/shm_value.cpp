@@ -2,8 +2,6 @@
 
 #include "core/shm_value.h"
 
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <iterator>
 
@@ -28,16 +26,6 @@ template <class Stored> static Stored stored(const elecmon_block &block, const s
 static int64_t stored_energy(const elecmon_block &block, const shm_value &value)
 {
     return *reinterpret_cast<const volatile shm_int64 *>(place(block, value));
-}
-
-__attribute__((format(printf, 1, 2))) static char *new_text(const char *format, ...)
-{
-    char *text = nullptr;
-    va_list rest;
-    va_start(rest, format);
-    int length = vasprintf(&text, format, rest);
-    va_end(rest);
-    return length < 0 ? nullptr : text;
 }
 
 // The code's word as new text, null for a code outside the words.
@@ -67,20 +55,20 @@ static char *kind_text(const elecmon_block &block, const shm_value &value)
 static char *date_text(time_t when)
 {
     char buffer[render_buffer_size];
-    return new_text("%s", date_str(buffer, when));
+    return new_text("%s", date_str(buffer, when)).release();
 }
 
 static char *value_text(const elecmon_block &block, const shm_value &value)
 {
     switch (value.rendering) {
     case shm_as_tenths:
-        return new_text("%.1f", stored<int32_t>(block, value) / 10.0);
+        return new_text("%.1f", stored<int32_t>(block, value) / 10.0).release();
     case shm_as_hundredths:
-        return new_text("%.2f", stored<int32_t>(block, value) / 100.0);
+        return new_text("%.2f", stored<int32_t>(block, value) / 100.0).release();
     case shm_as_kind:
         return kind_text(block, value);
     case shm_as_energy:
-        return new_text("%.3f", static_cast<double>(stored_energy(block, value)) / 36000000.0);
+        return new_text("%.3f", static_cast<double>(stored_energy(block, value)) / 36000000.0).release();
     case shm_as_time:
         return date_text(stored<int32_t>(block, value));
     case shm_as_tripped:
