@@ -15,15 +15,6 @@ const char power_usage[] = "Usage: power [reset | summary] [<ipdu number or ID>]
 
 // --- What power is -----------------------------------------------------------------------------------------------
 
-static int append_power(const char *format, char **out, const measure_node &node, const char *label, bool summary,
-                        const measure_reading &reading)
-{
-    double now = reading.value[value_now], max = reading.value[value_max];
-    double min = reading.value[value_min], avg = reading.value[value_avg];
-    return summary ? append_output(out, format, node.pdu, label, now, max, min, avg)
-                   : append_output(out, format, node.pdu, label, now, label, max, label, min, label, avg);
-}
-
 static constexpr measure_leaf power_type = {"power-type", shm_mask_power_type, NODE_OPERATIONS(info, powerType)};
 
 static constexpr measure power_measure = {
@@ -37,7 +28,7 @@ static constexpr measure power_measure = {
     .kind = &power_type,
     .name_stops = false,
     .decimals = 1,
-    .append = append_power,
+    .append = append_power_values,
     .segment = {.read = read_from_segment,
                 .name = name_in_segment,
                 .invalid = "power",

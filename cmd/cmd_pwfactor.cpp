@@ -27,15 +27,6 @@ static int name_in_segment_unless_single_phase(const measure_node &node, element
     return name_in_segment(node, name);
 }
 
-static int append_pwfact(const char *format, char **out, const measure_node &node, const char *label, bool summary,
-                         const measure_reading &reading)
-{
-    double now = reading.value[value_now], max = reading.value[value_max];
-    double min = reading.value[value_min], avg = reading.value[value_avg];
-    return summary ? append_output(out, format, node.pdu, label, now, max, min, avg)
-                   : append_output(out, format, node.pdu, label, now, label, max, label, min, label, avg);
-}
-
 static constexpr measure_leaf pwfact_type = {"power-factor-type", shm_mask_power_factor_type,
                                              NODE_OPERATIONS(info, powerFactorType)};
 
@@ -50,7 +41,7 @@ static constexpr measure pwfact_measure = {
     .kind = &pwfact_type,
     .name_stops = false,
     .decimals = 2,
-    .append = append_pwfact,
+    .append = append_power_values,
     .segment = {.read = read_from_segment,
                 .name = name_in_segment_unless_single_phase,
                 .invalid = "power-factor",

@@ -132,7 +132,16 @@ int get_element(const measure &m, const measure_node &node, int row, char **out,
     return failure_tail(result, row, out);
 }
 
-// --- Units of power and power factor --------------------------------------------------------------------------------
+// --- Power and power factor -----------------------------------------------------------------------------------------
+
+int append_power_values(const char *format, char **out, const measure_node &node, const char *label, bool summary,
+                        const measure_reading &reading)
+{
+    double now = reading.value[value_now], max = reading.value[value_max];
+    double min = reading.value[value_min], avg = reading.value[value_avg];
+    return summary ? append_output(out, format, node.pdu, label, now, max, min, avg)
+                   : append_output(out, format, node.pdu, label, now, label, max, label, min, label, avg);
+}
 
 static int check_power_kind(const measure &m, const measure_node &unit)
 {

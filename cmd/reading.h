@@ -62,6 +62,8 @@ int print_reading(const measure &m, int row, char **out, const measure_node &nod
 // Reads and prints an element.
 int get_element(const measure &m, const measure_node &node, int row, char **out, bool summary);
 
-// As `power` and `powerfactor` show a unit, whose elements `elem_get` shows.
+// As `power` and `powerfactor` show a node, and a unit with its elements, which `elem_get` shows.
+int append_power_values(const char *format, char **out, const measure_node &node, const char *label, bool summary,
+                        const measure_reading &reading);
 int get_power_unit(const measure &m, const measure_node &unit, int row, char **out, bool summary,
                    elem_callback elem_get);
