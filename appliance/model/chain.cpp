@@ -72,14 +72,42 @@ circuit *circuit_at(chain &units, const place &at)
     return holder ? numbered(holder->circuits, at.part) : nullptr;
 }
 
+meter *meter_at(chain &units, node_kind kind, const place &at)
+{
+    auto measured = [](auto *found) { return found ? &found->measured : nullptr; };
+    switch (kind) {
+    case node_kind::unit:
+        return measured(unit_at(units, at));
+    case node_kind::phase:
+        return measured(phase_at(units, at));
+    case node_kind::circuit:
+        return measured(circuit_at(units, at));
+    case node_kind::outlet:
+        return measured(outlet_at(units, at));
+    }
+    return nullptr;
+}
+
+bool is_current_family(const unit &unit)
+{
+    return unit.model_nr && *unit.model_nr >= 128 && *unit.model_nr <= 143;
+}
+
 bool is_local(const port_line &port, int pdu)
 {
     return pdu == 1 && port.name == local_port_name;
 }
 
+template <class Part> static bool is_overloaded(const Part &part)
+{
+    const meter &its = part.measured;
+    return part.overloaded ||
+           (its.present && standing_of(its.limits, its.now[quantity::current]) == standing::high_critical);
+}
+
 static bool is_overloaded(const unit &unit, int phase_number)
 {
-    return phase_number > 0 && unit.phases[static_cast<size_t>(phase_number - 1)].overloaded;
+    return phase_number > 0 && is_overloaded(unit.phases[static_cast<size_t>(phase_number - 1)]);
 }
 
 bool is_held_off(const unit &unit, const outlet &outlet)
@@ -89,7 +117,7 @@ bool is_held_off(const unit &unit, const outlet &outlet)
     if (outlet.circuit == 0)
         return is_overloaded(unit, 1);
     const circuit &feed = unit.circuits[static_cast<size_t>(outlet.circuit - 1)];
-    return feed.overloaded || is_overloaded(unit, feed.from_phase) || is_overloaded(unit, feed.to_phase);
+    return is_overloaded(feed) || is_overloaded(unit, feed.from_phase) || is_overloaded(unit, feed.to_phase);
 }
 
 bool holds_outlets_off(const unit &unit)

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "appliance/model/meter.h"
 #include "appliance/model/result.h"
 
 // What the status segment's records and the units' own memory have room for.
@@ -25,11 +26,25 @@ inline constexpr int longest_post_power = 25000;
 inline constexpr int shortest_cycle_interval = 1;
 inline constexpr int longest_cycle_interval = 60;
 
+// V between a phase and the neutral, and what a load's power factor may be: below a half, one of the two phases of a
+// circuit in delta would give power back.
+inline constexpr double least_volts = 50;
+inline constexpr double most_volts = 500;
+inline constexpr double least_power_factor = 0.5;
+inline constexpr double most_watts = 100'000;
+
+// What hangs at an outlet. It draws its power whatever the voltage is.
+struct load {
+    double watts = 0;
+    double power_factor = 1;
+};
+
 // One conductor of the feed.
 struct phase {
     std::string sys_name;
     std::string name;        // the user's; empty: none
-    bool overloaded = false; // its current stands at the threshold
+    bool overloaded = false; // stands at the threshold because the desk says so, whatever its current
+    meter measured = {};
 };
 
 // A branch behind its own breaker, between a phase and a second one or the neutral.
@@ -39,6 +54,7 @@ struct circuit {
     int from_phase = 1;
     int to_phase = 0; // 0: the neutral
     bool overloaded = false;
+    meter measured = {};
 };
 
 // What an outlet waits for. One that cycles goes off, rests for its unit's cycle interval, and comes back in its turn.
@@ -64,6 +80,8 @@ struct outlet {
     std::optional<int> post_power_on = {}; // tenths of a second; absent: the unit knows no such interval
     std::optional<int> post_power_off = {};
     pending_switch pending = {};
+    struct load load = {};
+    meter measured = {};
 };
 
 // A kind of environment monitor: the tree's word, the units' number, the unit that its values are in.
@@ -95,7 +113,12 @@ struct unit {
     std::vector<circuit> circuits;
     std::vector<outlet> outlets;
     std::vector<envmon> envmons;
+    double volts = 230; // between a phase and the neutral
+    meter measured = {};
 };
+
+// Whether the unit is of the family that measures powers and energy and keeps minima and averages.
+bool is_current_family(const unit &unit);
 
 // One device line. The line named "local" is the first and begins with the appliance's own unit.
 struct port_line {
@@ -114,6 +137,8 @@ struct user_group {
 struct chain {
     std::vector<port_line> ports;
     std::vector<user_group> groups;
+    unsigned seed = 1; // of what wavers
+    bool noise = true; // whether anything does
 };
 
 inline constexpr std::string_view local_port_name = "local";
@@ -135,11 +160,16 @@ outlet *outlet_at(chain &units, const place &at);
 phase *phase_at(chain &units, const place &at);
 circuit *circuit_at(chain &units, const place &at);
 
+// A unit or one of the parts that carry current, and its meter, or null.
+enum class node_kind { unit, phase, circuit, outlet };
+meter *meter_at(chain &units, node_kind kind, const place &at);
+
 // Whether the unit at that place is the appliance's own.
 bool is_local(const port_line &port, int pdu);
 
 // Whether over-current protection keeps the outlet, one of that unit, from coming on: the protection is on, and the
-// outlet's circuit or a phase that feeds it is overloaded. An outlet that is on stays on.
+// outlet's circuit or a phase that feeds it is overloaded: it has a meter that reads at least the high critical level,
+// or the desk says so. An outlet that is on stays on.
 bool is_held_off(const unit &unit, const outlet &outlet);
 
 // Whether there is an outlet in the unit that is off and held so.

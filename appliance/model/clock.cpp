@@ -4,6 +4,8 @@
 
 #include <ctime>
 
+static constexpr int64_t driven_start = 1'704'067'200;
+
 int64_t desk_clock::now_ms() const
 {
     if (driven)
@@ -11,4 +13,14 @@ int64_t desk_clock::now_ms() const
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
+
+int64_t desk_clock::date() const
+{
+    if (driven)
+        return driven_start + *driven / 1000;
+    time_t now = time(nullptr);
+    tm local{};
+    localtime_r(&now, &local);
+    return timegm(&local);
 }

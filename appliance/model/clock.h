@@ -10,4 +10,8 @@ struct desk_clock {
 
     // Milliseconds from an arbitrary start; never goes back on its own.
     int64_t now_ms() const;
+
+    // The local date and time, in seconds as if the place lay at the prime meridian, so that it shows the same digits
+    // wherever it is shown. A driven clock starts on 2024-01-01 at midnight.
+    int64_t date() const;
 };

@@ -32,6 +32,11 @@ struct device {
     // One action for all of these outlets. result_no_such_part, before anything is switched, where one does not exist.
     result_code (*act)(void *self, outlet_action action, std::span<const place> outlets);
 
+    // Of the node, which exists: a level of its current, in A; a quantity's minimum, maximum and average; its energy.
+    result_code (*set_threshold)(void *self, node_kind kind, const place &at, level which, double amperes);
+    result_code (*reset_statistic)(void *self, node_kind kind, const place &at, quantity which);
+    result_code (*reset_energy)(void *self, node_kind kind, const place &at);
+
     // Brings `units` up to date: what has come due by now is done.
     void (*settle)(void *self);
 

@@ -2,6 +2,8 @@
 
 #include "appliance/model/simulation.h"
 
+#include "appliance/model/electricity.h"
+
 static chain &chain_of(void *self)
 {
     return static_cast<simulation *>(self)->units;
@@ -36,6 +38,33 @@ static result_code set_overcurrent(void *self, int port, int pdu, bool on)
 {
     unit_at(chain_of(self), {port, pdu})->overcurrent = on;
     return result_done;
+}
+
+// --- What flows -----------------------------------------------------------------------------------------------------
+
+static void run_to(simulation &desk, int64_t at_ms)
+{
+    if (!desk.metered_to || at_ms <= *desk.metered_to)
+        return;
+    run_meters(desk.units, *desk.metered_to, at_ms);
+    desk.metered_to = at_ms;
+}
+
+void close_readings(simulation &simulation)
+{
+    run_to(simulation, simulation.clock.now_ms());
+}
+
+void open_readings(simulation &simulation)
+{
+    measure(simulation.units, simulation.clock.now_ms());
+}
+
+static void switch_at(simulation &desk, int64_t at_ms)
+{
+    run_to(desk, at_ms);
+    desk.next_due = do_what_is_due(desk.units, at_ms);
+    measure(desk.units, at_ms);
 }
 
 // --- Outlets --------------------------------------------------------------------------------------------------------
@@ -78,20 +107,50 @@ static result_code act(void *self, outlet_action action, std::span<const place> 
             return result_no_such_part;
     int64_t now = desk.clock.now_ms();
     begin_action(desk.units, action, outlets, now);
-    desk.next_due = do_what_is_due(desk.units, now);
+    switch_at(desk, now);
+    return result_done;
+}
+
+// --- Meters ---------------------------------------------------------------------------------------------------------
+
+static result_code set_threshold(void *self, node_kind kind, const place &at, level which, double amperes)
+{
+    chain &units = chain_of(self);
+    return set_threshold(meter_at(units, kind, at)->limits, which, amperes, !is_current_family(*unit_at(units, at)));
+}
+
+static result_code reset_statistic(void *self, node_kind kind, const place &at, quantity which)
+{
+    simulation &desk = *static_cast<simulation *>(self);
+    close_readings(desk);
+    reset_statistic(*meter_at(desk.units, kind, at), which);
+    return result_done;
+}
+
+static result_code reset_energy(void *self, node_kind kind, const place &at)
+{
+    simulation &desk = *static_cast<simulation *>(self);
+    close_readings(desk);
+    reset_energy(*meter_at(desk.units, kind, at), desk.clock.date());
     return result_done;
 }
 
 // --- Time -----------------------------------------------------------------------------------------------------------
 
+// What falls due is done at its own time, so that the meters count what flowed before it and after it. Besides that
+// they run from one sample to the next only: requests in between are many and are to cost nothing, and what they read
+// agrees.
 static void settle(void *self)
 {
     simulation &desk = *static_cast<simulation *>(self);
-    if (!desk.next_due)
-        return;
     int64_t now = desk.clock.now_ms();
-    if (now >= *desk.next_due)
-        desk.next_due = do_what_is_due(desk.units, now);
+    if (!desk.metered_to) {
+        start_meters(desk.units, now, desk.clock.date());
+        desk.metered_to = now;
+    }
+    while (desk.next_due && *desk.next_due <= now)
+        switch_at(desk, *desk.next_due);
+    run_to(desk, now - now % sample_ms);
 }
 
 static std::optional<int64_t> next_due(const void *self)
@@ -110,6 +169,9 @@ device simulated_device(simulation &simulation)
             .set_post_power_on = set_post_power_on,
             .set_post_power_off = set_post_power_off,
             .act = act,
+            .set_threshold = set_threshold,
+            .reset_statistic = reset_statistic,
+            .reset_energy = reset_energy,
             .settle = settle,
             .next_due = next_due};
 }

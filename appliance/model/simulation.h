@@ -9,8 +9,14 @@
 struct simulation {
     chain units;
     desk_clock clock = {};
-    std::optional<int64_t> next_due = {}; // kept by the device's operations
+    std::optional<int64_t> next_due = {};   // kept by the device's operations, as what follows
+    std::optional<int64_t> metered_to = {}; // how far the meters have run
 };
+
+// To be called around whatever changes what flows: before, so that the meters have counted what flowed so far, and
+// after, so that they read what flows now.
+void close_readings(simulation &simulation);
+void open_readings(simulation &simulation);
 
 // The device that stands for the simulation, which must outlive it.
 device simulated_device(simulation &simulation);

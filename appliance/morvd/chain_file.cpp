@@ -17,9 +17,8 @@ static constexpr size_t most_units = 64;
 // --- Keys -----------------------------------------------------------------------------------------------------------
 
 static constexpr key_rule file_keys[] = {
-    {"port", value_kind::tables},
-    {"authorization", value_kind::table},
-    {"fault", value_kind::tables},
+    {"seed", value_kind::whole, 0, INT32_MAX}, {"noise", value_kind::truth},  {"port", value_kind::tables},
+    {"authorization", value_kind::table},      {"fault", value_kind::tables},
 };
 
 static constexpr key_rule port_keys[] = {
@@ -115,6 +114,8 @@ static chain_file read_file(const toml::table &table)
 {
     chain_file made;
     check_table(table, file_keys);
+    made.units.seed = static_cast<unsigned>(whole_of(table, "seed").value_or(1));
+    made.units.noise = truth_of(table, "noise").value_or(true);
     each_table(table, "port", [&](const toml::table &one, size_t index) { read_port(made.units, one, index); });
     read_groups(made.units, table);
     each_table(table, "fault", [&](const toml::table &one, size_t index) {

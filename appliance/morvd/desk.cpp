@@ -132,6 +132,38 @@ static answer treat_circuit(service &service, word_list rest)
     });
 }
 
+// --- load, noise ----------------------------------------------------------------------------------------------------
+
+static answer treat_load(service &service, word_list rest)
+{
+    if (rest.size() < 4 || rest.size() > 5)
+        return refuse(result_bad_arguments);
+    std::optional<place> at = read_place(rest[0] + "." + rest[1] + "." + rest[2]);
+    std::optional<double> watts = read_real(rest[3]);
+    std::optional<double> factor = rest.size() == 5 ? read_real(rest[4]) : 1;
+    if (!at || !watts || *watts < 0 || *watts > most_watts || !factor || *factor < least_power_factor || *factor > 1)
+        return refuse(result_bad_value);
+    outlet *found = outlet_at(service.desk->units, *at);
+    if (!found)
+        return refuse(result_no_such_part);
+    close_readings(*service.desk);
+    found->load.watts = *watts;
+    if (rest.size() == 5)
+        found->load.power_factor = *factor;
+    open_readings(*service.desk);
+    return {};
+}
+
+static answer treat_noise(service &service, word_list rest)
+{
+    if (rest.size() != 1 || (rest[0] != "on" && rest[0] != "off"))
+        return refuse(result_bad_arguments);
+    close_readings(*service.desk);
+    service.desk->units.noise = rest[0] == "on";
+    open_readings(*service.desk);
+    return {};
+}
+
 // --- The words ------------------------------------------------------------------------------------------------------
 
 static constexpr std::string_view fault_usage[] = {
@@ -145,6 +177,8 @@ static constexpr std::string_view clock_usage[] = {"clock advance SECONDS"};
 static constexpr std::string_view outlet_usage[] = {"outlet PORT.PDU.OUTLET fail|mend"};
 static constexpr std::string_view phase_usage[] = {"phase PORT.PDU.PHASE overload|relieve"};
 static constexpr std::string_view circuit_usage[] = {"circuit PORT.PDU.CIRCUIT overload|relieve"};
+static constexpr std::string_view load_usage[] = {"load PORT PDU OUTLET WATTS [POWER_FACTOR]"};
+static constexpr std::string_view noise_usage[] = {"noise on|off"};
 
 struct desk_word {
     std::string_view word;
@@ -155,7 +189,8 @@ struct desk_word {
 static constexpr desk_word desk_words[] = {
     {"fault", treat_fault, fault_usage},       {"clock", treat_clock, clock_usage},
     {"outlet", treat_outlet, outlet_usage},    {"phase", treat_phase, phase_usage},
-    {"circuit", treat_circuit, circuit_usage},
+    {"circuit", treat_circuit, circuit_usage}, {"load", treat_load, load_usage},
+    {"noise", treat_noise, noise_usage},
 };
 
 static answer list_words()

@@ -10,6 +10,7 @@ extern const std::span<const leaf> phase_leaves;
 extern const std::span<const leaf> circuit_leaves;
 extern const std::span<const leaf> outlet_leaves;
 extern const std::span<const leaf> envmon_leaves;
+extern const std::span<const leaf> meter_leaves; // of units, phases, circuits and outlets besides their own
 extern const std::span<const leaf> command_leaves;
 extern const std::span<const leaf> local_unit_leaves;
 extern const std::span<const leaf> local_outlet_leaves;

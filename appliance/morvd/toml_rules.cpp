@@ -3,7 +3,7 @@
 #include "appliance/morvd/toml_rules.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cstdio>
 #include <vector>
 
 #include "appliance/model/chain.h"
@@ -14,10 +14,15 @@ struct kind_words {
 };
 
 static constexpr kind_words expected_words[] = {
-    {value_kind::text, "a text"},           {value_kind::whole, "a whole number"},
-    {value_kind::real, "a number"},         {value_kind::truth, "true or false"},
-    {value_kind::texts, "a list of texts"}, {value_kind::wholes, "a list of whole numbers"},
-    {value_kind::table, "a table"},         {value_kind::tables, "a list of tables"},
+    {value_kind::text, "a text"},
+    {value_kind::whole, "a whole number"},
+    {value_kind::real, "a number"},
+    {value_kind::truth, "true or false"},
+    {value_kind::texts, "a list of texts"},
+    {value_kind::wholes, "a list of whole numbers"},
+    {value_kind::reals, "a list of numbers"},
+    {value_kind::table, "a table"},
+    {value_kind::tables, "a list of tables"},
 };
 
 void fail_at(const toml::node &node, std::string words)
@@ -46,6 +51,8 @@ static bool has_kind(const toml::node &node, value_kind kind)
         return all_of_kind(node, [](const toml::node &item) { return item.is_string(); });
     case value_kind::wholes:
         return all_of_kind(node, [](const toml::node &item) { return item.is_integer(); });
+    case value_kind::reals:
+        return all_of_kind(node, [](const toml::node &item) { return item.is_number(); });
     case value_kind::table:
         return node.is_table();
     case value_kind::tables:
@@ -59,9 +66,11 @@ static std::string quoted(std::string_view name)
     return "'" + std::string(name) + "'";
 }
 
-static std::string bound_text(double bound)
+std::string number_text(double number)
 {
-    return std::to_string(std::llround(bound));
+    char buffer[32];
+    snprintf(buffer, sizeof buffer, "%.10g", number);
+    return buffer;
 }
 
 static void check_text(std::string_view name, const toml::node &node, const key_rule &rule)
@@ -69,7 +78,8 @@ static void check_text(std::string_view name, const toml::node &node, const key_
     const std::string &text = **node.as_string();
     double size = static_cast<double>(text.size());
     if (size < rule.low || size > rule.high)
-        fail_at(node, quoted(name) + " must have " + bound_text(rule.low) + " to " + bound_text(rule.high) + " bytes");
+        fail_at(node,
+                quoted(name) + " must have " + number_text(rule.low) + " to " + number_text(rule.high) + " bytes");
     if (has_control_characters(text))
         fail_at(node, quoted(name) + " must not hold control characters");
 }
@@ -78,7 +88,7 @@ static void check_number(std::string_view name, const toml::node &node, const ke
 {
     double value = *node.value<double>();
     if (!(value >= rule.low && value <= rule.high)) // not a number lies between nothing
-        fail_at(node, quoted(name) + " must lie between " + bound_text(rule.low) + " and " + bound_text(rule.high));
+        fail_at(node, quoted(name) + " must lie between " + number_text(rule.low) + " and " + number_text(rule.high));
 }
 
 void check_value(std::string_view name, const toml::node &node, const key_rule &rule)
@@ -94,12 +104,18 @@ void check_value(std::string_view name, const toml::node &node, const key_rule &
     if (rule.kind == value_kind::texts)
         for (const toml::node &item : *node.as_array())
             check_text(name, item, rule);
-    if (rule.kind == value_kind::wholes)
+    if (rule.kind == value_kind::wholes || rule.kind == value_kind::reals)
         for (const toml::node &item : *node.as_array())
             check_number(name, item, rule);
 }
 
-void check_table(const toml::table &table, std::span<const key_rule> rules)
+static const key_rule *find_rule(std::span<const key_rule> rules, std::string_view name)
+{
+    auto rule = std::find_if(rules.begin(), rules.end(), [&](const key_rule &row) { return row.name == name; });
+    return rule == rules.end() ? nullptr : &*rule;
+}
+
+void check_table(const toml::table &table, std::span<const key_rule> rules, std::span<const key_rule> further)
 {
     std::vector<std::pair<const toml::key *, const toml::node *>> entries;
     for (auto &&[key, node] : table)
@@ -109,8 +125,10 @@ void check_table(const toml::table &table, std::span<const key_rule> rules)
 
     for (const auto &entry : entries) {
         std::string_view name = entry.first->str();
-        auto rule = std::find_if(rules.begin(), rules.end(), [&](const key_rule &row) { return row.name == name; });
-        if (rule == rules.end())
+        const key_rule *rule = find_rule(rules, name);
+        if (!rule)
+            rule = find_rule(further, name);
+        if (!rule)
             throw file_fault{entry.first->source().begin.line, "unknown key " + quoted(name)};
         check_value(name, *entry.second, *rule);
     }

@@ -11,7 +11,7 @@
 #define TOML_ENABLE_FORMATTERS 0
 #include <toml++/toml.h>
 
-enum class value_kind { text, whole, real, truth, texts, wholes, table, tables };
+enum class value_kind { text, whole, real, truth, texts, wholes, reals, table, tables };
 
 // A key, what it holds, and the bounds: bytes of a text and of each text of a list, or the value of a number.
 struct key_rule {
@@ -29,8 +29,12 @@ struct file_fault {
 
 [[noreturn]] void fail_at(const toml::node &node, std::string words);
 
-// Throws file_fault at the first key, in the order of the file, that no rule names or that breaks its rule.
-void check_table(const toml::table &table, std::span<const key_rule> rules);
+// As it stands in the words of a fault: without digits that say nothing.
+std::string number_text(double number);
+
+// Throws file_fault at the first key, in the order of the file, that no rule names, here or among `further`, or that
+// breaks its rule.
+void check_table(const toml::table &table, std::span<const key_rule> rules, std::span<const key_rule> further = {});
 
 // The same for one value that stands under the key `name`.
 void check_value(std::string_view name, const toml::node &node, const key_rule &rule);

@@ -32,26 +32,34 @@ static bool find_port_unit(target &to, std::span<const std::string> stars)
         return false;
     to.unit = numbered(to.port->units, stars[1]);
     to.at.pdu = star_number(stars[1]);
+    to.meter = to.unit ? &to.unit->measured : nullptr;
     return to.unit;
+}
+
+// A part of a unit that has a meter of its own: the one among `parts` with that number, to `found`.
+template <class Part> static bool find_part(target &to, node_kind kind, const std::vector<Part> &parts,
+                                            std::string_view star, const Part *&found)
+{
+    found = numbered(parts, star);
+    to.at.part = star_number(star);
+    to.kind = kind;
+    to.meter = found ? &found->measured : nullptr;
+    return found;
 }
 
 static bool find_phase(target &to, std::span<const std::string> stars)
 {
-    return find_port_unit(to, stars) && (to.phase = numbered(to.unit->phases, stars[2]));
+    return find_port_unit(to, stars) && find_part(to, node_kind::phase, to.unit->phases, stars[2], to.phase);
 }
 
 static bool find_circuit(target &to, std::span<const std::string> stars)
 {
-    return find_port_unit(to, stars) && (to.circuit = numbered(to.unit->circuits, stars[2]));
+    return find_port_unit(to, stars) && find_part(to, node_kind::circuit, to.unit->circuits, stars[2], to.circuit);
 }
 
 static bool find_port_outlet(target &to, std::span<const std::string> stars)
 {
-    if (!find_port_unit(to, stars))
-        return false;
-    to.outlet = numbered(to.unit->outlets, stars[2]);
-    to.at.part = star_number(stars[2]);
-    return to.outlet;
+    return find_port_unit(to, stars) && find_part(to, node_kind::outlet, to.unit->outlets, stars[2], to.outlet);
 }
 
 static bool find_envmon(target &to, std::span<const std::string> stars)
@@ -114,10 +122,10 @@ static bool find_group_by_id(target &to, std::span<const std::string> stars)
 static const node nodes[] = {
     {"power", find_nothing, power_leaves},
     {"power.port.*", find_port, port_leaves},
-    {"power.port.*.pdu.*", find_port_unit, unit_leaves},
-    {"power.port.*.pdu.*.phase.*", find_phase, phase_leaves},
-    {"power.port.*.pdu.*.circuit.*", find_circuit, circuit_leaves},
-    {"power.port.*.pdu.*.outlet.*", find_port_outlet, outlet_leaves},
+    {"power.port.*.pdu.*", find_port_unit, unit_leaves, meter_leaves},
+    {"power.port.*.pdu.*.phase.*", find_phase, phase_leaves, meter_leaves},
+    {"power.port.*.pdu.*.circuit.*", find_circuit, circuit_leaves, meter_leaves},
+    {"power.port.*.pdu.*.outlet.*", find_port_outlet, outlet_leaves, meter_leaves},
     {"power.port.*.pdu.*.envmon.*", find_envmon, envmon_leaves},
     {"power.command", find_nothing, command_leaves},
     {"power.pdu.pdu-local", find_local_unit, local_unit_leaves},
@@ -153,10 +161,10 @@ static size_t match_pattern(std::string_view pattern, std::span<const std::strin
     }
 }
 
-static const leaf *find_leaf(const node &node, std::span<const std::string> rest)
+static const leaf *find_leaf(std::span<const leaf> leaves, std::span<const std::string> rest)
 {
     std::vector<std::string> no_stars;
-    for (const leaf &leaf : node.leaves) {
+    for (const leaf &leaf : leaves) {
         bool itself = leaf.name.empty() && rest.empty();
         if (itself || (!rest.empty() && match_pattern(leaf.name, rest, no_stars) == rest.size()))
             return &leaf;
@@ -169,7 +177,9 @@ static const leaf *find_row(target &to, std::span<const std::string> path)
     for (const node &node : nodes) {
         std::vector<std::string> stars;
         size_t taken = match_pattern(node.path, path, stars);
-        const leaf *leaf = taken ? find_leaf(node, path.subspan(taken)) : nullptr;
+        const leaf *leaf = taken ? find_leaf(node.leaves, path.subspan(taken)) : nullptr;
+        if (taken && !leaf)
+            leaf = find_leaf(node.shared, path.subspan(taken));
         if (!leaf)
             continue;
         to.node = &node;
@@ -235,11 +245,12 @@ answer ask_tree(const device &device, verb verb, std::string_view path, std::spa
 std::vector<std::string> names_of_node(const target &target)
 {
     std::vector<std::string> names;
-    for (const leaf &leaf : target.node->leaves) {
-        bool further_below = leaf.name.find('.') != leaf.name.npos;
-        if (!leaf.name.empty() && !further_below && (!leaf.present || leaf.present(target)))
-            names.emplace_back(leaf.name);
-    }
+    for (std::span<const leaf> leaves : {target.node->leaves, target.node->shared})
+        for (const leaf &leaf : leaves) {
+            bool further_below = leaf.name.find('.') != leaf.name.npos;
+            if (!leaf.name.empty() && !further_below && (!leaf.present || leaf.present(target)))
+                names.emplace_back(leaf.name);
+        }
     return names;
 }
 

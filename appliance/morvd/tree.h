@@ -1,7 +1,7 @@
 // The control tree: which paths there are, which verbs each takes, and what they read and write in the chain.
 //
 // To add a leaf, add a row to the table of its node in leaves_*.cpp; to add a kind of node, add a table and a row of
-// `nodes` in tree.cpp. A node's own `mlist` names exactly what its table has for it, so a leaf that a unit lacks must
+// `nodes` in tree.cpp. A node's own `mlist` names exactly what its tables have for it, so a leaf that a unit lacks must
 // say so with `present`.
 #pragma once
 
@@ -28,6 +28,8 @@ struct target {
     const struct circuit *circuit = nullptr;
     const struct outlet *outlet = nullptr;
     const struct envmon *envmon = nullptr;
+    node_kind kind = node_kind::unit; // of the node that `meter` belongs to
+    const struct meter *meter = nullptr;
     const user_group *group = nullptr;
     int group_id = 0;
 };
@@ -55,6 +57,7 @@ struct node {
     std::string_view path; // with its stars
     star_finder find;
     std::span<const leaf> leaves;
+    std::span<const leaf> shared = {}; // further leaves that several kinds of node have alike
 };
 
 // `path` is a path as on the wire, `args` what stands behind it.

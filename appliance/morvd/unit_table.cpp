@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "appliance/model/status.h"
+#include "appliance/morvd/meter_table.h"
 
 static constexpr double longest_interval = longest_post_power / 10.0; // s
 
@@ -102,14 +103,14 @@ template <class Part> static void check_sys_names(const std::vector<Part> &parts
 }
 
 // Fills parts in with what the tables under `key` say of them: each table of the part with its number, else of the next
-// in order. `read_rest` reads what this kind has besides names.
+// in order. `read_rest` reads what this kind has besides names and meters.
 template <class Part, class Read> static void describe_parts(std::vector<Part> &parts, const toml::table &table,
                                                              std::string_view key, std::span<const key_rule> rules,
-                                                             Read read_rest)
+                                                             std::span<const key_rule> meter_rules, Read read_rest)
 {
     std::vector<bool> seen(parts.size());
     each_table(table, key, [&](const toml::table &one, size_t index) {
-        check_table(one, rules);
+        check_table(one, rules, meter_rules);
         size_t number = static_cast<size_t>(whole_of(one, "number").value_or(static_cast<int>(index) + 1));
         if (number > parts.size())
             fail_at(place_of(one, "number"), std::string(key) + " " + std::to_string(number) + " is beyond the last, " +
@@ -120,6 +121,7 @@ template <class Part, class Read> static void describe_parts(std::vector<Part> &
         Part &part = parts[number - 1];
         part.sys_name = text_of(one, "sys_name").value_or(part.sys_name);
         part.name = text_of(one, "name").value_or(part.name);
+        describe_meter(part.measured, one);
         read_rest(part, one);
     });
     check_sys_names(parts, table);
@@ -133,8 +135,10 @@ static void read_phases(unit &made, const toml::table &table)
 {
     size_t count = std::max<size_t>(1, count_parts(table, "phases", "phase", most_phases));
     for (size_t i = 0; i < count; i++)
-        made.phases.push_back({.sys_name = std::string(1, phase_letters[i]), .name = ""});
-    describe_parts(made.phases, table, "phase", phase_keys, [](phase &one, const toml::table &its) {
+        made.phases.push_back({.sys_name = std::string(1, phase_letters[i]),
+                               .name = "",
+                               .measured = part_meter(made, node_kind::phase, table)});
+    describe_parts(made.phases, table, "phase", phase_keys, element_meter_keys, [](phase &one, const toml::table &its) {
         one.overloaded = truth_of(its, "overloaded").value_or(false);
     });
 }
@@ -184,12 +188,17 @@ static void read_circuits(unit &made, const toml::table &table)
     size_t on_each = legs.empty() ? 1 : (count + legs.size() - 1) / legs.size();
     for (size_t i = 0; i < count; i++) {
         const leg &at = legs[i / on_each];
-        made.circuits.push_back({at.name + std::to_string(i % on_each + 1), "", at.from, at.to, false});
+        made.circuits.push_back({.sys_name = at.name + std::to_string(i % on_each + 1),
+                                 .name = "",
+                                 .from_phase = at.from,
+                                 .to_phase = at.to,
+                                 .measured = part_meter(made, node_kind::circuit, table)});
     }
-    describe_parts(made.circuits, table, "circuit", circuit_keys, [&](circuit &one, const toml::table &its) {
-        read_circuit_phases(one, made, its);
-        one.overloaded = truth_of(its, "overloaded").value_or(false);
-    });
+    describe_parts(made.circuits, table, "circuit", circuit_keys, element_meter_keys,
+                   [&](circuit &one, const toml::table &its) {
+                       read_circuit_phases(one, made, its);
+                       one.overloaded = truth_of(its, "overloaded").value_or(false);
+                   });
 }
 
 // --- Outlets and sensors --------------------------------------------------------------------------------------------
@@ -221,6 +230,7 @@ static void read_outlet(outlet &made, const unit &of, const chain &so_far, const
         made.post_power_on = on;
     if (std::optional<int> off = tenths_of(table, "post_power_off"))
         made.post_power_off = off;
+    describe_load(made.load, table);
 
     const toml::node &name_at = place_of(table, "name");
     if (check_outlet_name(made.name))
@@ -241,9 +251,11 @@ static void read_outlets(unit &made, const chain &so_far, const toml::table &tab
         one.circuit = made.circuits.empty() ? 0 : static_cast<int>(i * made.circuits.size() / count) + 1;
         one.post_power_on = tenths_of(table, "post_power_on");
         one.post_power_off = tenths_of(table, "post_power_off");
+        one.load = outlet_load(table);
+        one.measured = part_meter(made, node_kind::outlet, table);
         made.outlets.push_back(std::move(one));
     }
-    describe_parts(made.outlets, table, "outlet", outlet_keys,
+    describe_parts(made.outlets, table, "outlet", outlet_keys, outlet_meter_keys,
                    [&](outlet &one, const toml::table &its) { read_outlet(one, made, so_far, its); });
 }
 
@@ -296,7 +308,7 @@ static void read_identity(unit &made, const chain &so_far, const toml::table &ta
 
 unit read_unit(const chain &so_far, const toml::table &table)
 {
-    check_table(table, unit_keys);
+    check_table(table, unit_keys, unit_meter_keys);
     unit made;
     read_identity(made, so_far, table);
     made.max_current = real_of(table, "max_current");
@@ -309,6 +321,7 @@ unit read_unit(const chain &so_far, const toml::table &table)
     if (made.topology && made.topology != "delta" && made.topology != "wye")
         fail_at(place_of(table, "topology"), "'topology' must be 'delta' or 'wye'");
     read_phases(made, table);
+    read_unit_meter(made, table);
     read_circuits(made, table);
     read_outlets(made, so_far, table);
     read_sensors(made, table);

@@ -3,6 +3,7 @@
 #include "appliance/morvd/values.h"
 
 #include <charconv>
+#include <cmath>
 #include <string>
 
 #include "appliance/morvd/path.h"
@@ -29,6 +30,14 @@ std::optional<int> read_seconds(std::string_view text, size_t decimals)
     if (digits.empty())
         return std::nullopt;
     return read_whole(digits.append(decimals, '0'));
+}
+
+std::optional<double> read_real(std::string_view text)
+{
+    double number = 0;
+    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    bool whole = error == std::errc() && end == text.data() + text.size() && std::isfinite(number);
+    return whole ? std::optional(number) : std::nullopt;
 }
 
 // What stands before the next separator, which is taken away with it; nothing where no separator is left.

@@ -14,6 +14,9 @@ std::optional<int> read_whole(std::string_view text);
 // 25. Nothing for a sign, a dot without digits on both sides, or more than fits an int.
 std::optional<int> read_seconds(std::string_view text, size_t decimals);
 
+// A decimal number, finite, with digits, a dot, an exponent and a sign of minus as they come, and nothing else.
+std::optional<double> read_real(std::string_view text);
+
 // "PORT.PDU.NUMBER", each a plain positive decimal. Whether there is such a thing is not looked at.
 std::optional<place> read_place(std::string_view text);
 

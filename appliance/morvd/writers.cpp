@@ -60,6 +60,32 @@ result_code write_post_power_off(const target &to, word_span words)
     return write_interval(to, words, to.device->set_post_power_off);
 }
 
+// --- Meters ---------------------------------------------------------------------------------------------------------
+
+result_code write_level(const target &to, level which, word_span words)
+{
+    if (words.size() != 1)
+        return result_bad_arguments;
+    std::optional<double> amperes = read_real(words[0]);
+    return amperes ? to.device->set_threshold(to.device->self, to.kind, to.at, which, *amperes) : result_bad_value;
+}
+
+result_code write_reset(const target &to, quantity which, word_span words)
+{
+    if (!words.empty())
+        return result_bad_arguments;
+    return to.device->reset_statistic(to.device->self, to.kind, to.at, which);
+}
+
+result_code write_energy_reset(const target &to, word_span words)
+{
+    if (!words.empty())
+        return result_bad_arguments;
+    return to.device->reset_energy(to.device->self, to.kind, to.at);
+}
+
+// --- Actions --------------------------------------------------------------------------------------------------------
+
 static std::vector<place> outlets_of(const target &to)
 {
     if (to.outlet)

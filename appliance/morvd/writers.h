@@ -16,6 +16,19 @@ result_code write_outlet_name(const target &to, word_span words);
 result_code write_post_power_on(const target &to, word_span words); // seconds, with one decimal at most
 result_code write_post_power_off(const target &to, word_span words);
 
+// Of the node whose meter the path leads to. A level: one word, a number of amperes; a reset: no word.
+result_code write_level(const target &to, level which, word_span words);
+template <level which> result_code write_threshold(const target &to, word_span words)
+{
+    return write_level(to, which, words);
+}
+result_code write_reset(const target &to, quantity which, word_span words);
+template <quantity which> result_code reset(const target &to, word_span words)
+{
+    return write_reset(to, which, words);
+}
+result_code write_energy_reset(const target &to, word_span words);
+
 // The outlet or the unit that the path leads to carries the action out, a unit with all its outlets in order: no word.
 // Where the path leads to neither, one word lists the outlets, "PORT.PDU.OUTLET,..."; nothing is switched if one of
 // them does not exist.

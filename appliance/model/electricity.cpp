@@ -1,0 +1,186 @@
+// Phasors from the feed to the outlets and back.
+
+#include "appliance/model/electricity.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <numbers>
+
+using phasor = std::complex<double>;
+
+static constexpr double load_waver = 0.02; // of the load's own size
+static constexpr double feed_waver = 0.005;
+static constexpr int64_t waver_ms = 20'000; // from one turning point to the next
+static constexpr int64_t most_samples = 600;
+
+// --- Wavering -------------------------------------------------------------------------------------------------------
+
+// A number from -1 to 1 that looks like chance and depends on nothing but its arguments.
+static double scatter(uint64_t seed, uint64_t source, uint64_t turn)
+{
+    uint64_t mixed = seed * 0x9e3779b97f4a7c15 + source * 0xd1b54a32d192ed03 + turn * 0x8cb92ba72f3d8dd7;
+    mixed = (mixed ^ (mixed >> 30)) * 0xbf58476d1ce4e5b9;
+    mixed = (mixed ^ (mixed >> 27)) * 0x94d049bb133111eb;
+    mixed ^= mixed >> 31;
+    return static_cast<double>(mixed >> 11) * 0x1p-52 - 1;
+}
+
+// What wavers and when: `source` counts along the chain.
+struct wavering {
+    const chain &units;
+    int64_t at_ms;
+    uint64_t source = 0;
+
+    // Straight from turning point to turning point.
+    double next()
+    {
+        source++;
+        if (!units.noise)
+            return 0;
+        uint64_t turn = static_cast<uint64_t>(at_ms / waver_ms);
+        double passed = static_cast<double>(at_ms % waver_ms) / static_cast<double>(waver_ms);
+        double from = scatter(units.seed, source, turn), to = scatter(units.seed, source, turn + 1);
+        return from + (to - from) * passed;
+    }
+};
+
+// --- One unit -------------------------------------------------------------------------------------------------------
+
+// What flows at a node: real power in W and reactive power in var, in a phasor, and voltage and current by size. No
+// load gives power back, so less than nothing is the rounding of nothing.
+static reading read_flow(const phasor &power, double volts, double amperes)
+{
+    reading taken;
+    double apparent = volts * amperes, watts = std::max(power.real(), 0.0);
+    taken[quantity::current] = amperes;
+    taken[quantity::voltage] = volts;
+    taken[quantity::power] = watts;
+    taken[quantity::power_factor] = apparent > 0 ? std::min(watts / apparent, 1.0) : 0;
+    return taken;
+}
+
+static phasor drawn_by(const outlet &one, double waver)
+{
+    if (!one.on)
+        return 0;
+    double watts = one.load.watts * (1 + load_waver * waver), factor = one.load.power_factor;
+    return {watts, watts * std::sqrt(1 / (factor * factor) - 1)};
+}
+
+// The conductors of a unit: the neutral at 0, the phases from 1.
+struct conductors {
+    std::array<phasor, most_phases + 1> volts{};
+    std::array<phasor, most_phases + 1> amperes{};
+
+    phasor between(int from, int to) const { return volts[static_cast<size_t>(from)] - volts[static_cast<size_t>(to)]; }
+    void carry(int from, int to, const phasor &power)
+    {
+        phasor current = std::conj(power / between(from, to));
+        amperes[static_cast<size_t>(from)] += current;
+        amperes[static_cast<size_t>(to)] -= current;
+    }
+};
+
+static conductors feed_of(const unit &fed, wavering &waver)
+{
+    conductors feed;
+    for (size_t number = 1; number <= fed.phases.size(); number++) {
+        double angle = -2 * std::numbers::pi / 3 * static_cast<double>(number - 1);
+        feed.volts[number] = std::polar(fed.volts * (1 + feed_waver * waver.next()), angle);
+    }
+    return feed;
+}
+
+// The power on each circuit, the first phase's own outlets at 0. Readings of the outlets are taken on the way.
+static std::array<phasor, most_circuits + 1> load_circuits(unit &fed, const conductors &feed, wavering &waver)
+{
+    std::array<double, most_circuits + 1> volts{};
+    volts[0] = std::abs(feed.between(1, 0));
+    for (size_t i = 0; i < fed.circuits.size(); i++)
+        volts[i + 1] = std::abs(feed.between(fed.circuits[i].from_phase, fed.circuits[i].to_phase));
+
+    std::array<phasor, most_circuits + 1> power{};
+    for (outlet &one : fed.outlets) {
+        size_t circuit = static_cast<size_t>(one.circuit);
+        phasor drawn = drawn_by(one, waver.next());
+        power[circuit] += drawn;
+        take_reading(one.measured, read_flow(drawn, volts[circuit], std::abs(drawn) / volts[circuit]));
+    }
+    return power;
+}
+
+static void measure_phases(unit &fed, const conductors &feed)
+{
+    phasor power = 0;
+    double volts = 0, amperes = 0;
+    for (size_t number = 1; number <= fed.phases.size(); number++) {
+        phasor carried = feed.volts[number] * std::conj(feed.amperes[number]);
+        double size = std::abs(feed.volts[number]), current = std::abs(feed.amperes[number]);
+        take_reading(fed.phases[number - 1].measured, read_flow(carried, size, current));
+        power += carried;
+        volts += size;
+        amperes += current;
+    }
+    take_reading(fed.measured, read_flow(power, volts / static_cast<double>(fed.phases.size()), amperes));
+}
+
+static void measure_unit(unit &fed, wavering &waver)
+{
+    conductors feed = feed_of(fed, waver);
+    std::array<phasor, most_circuits + 1> power = load_circuits(fed, feed, waver);
+    feed.carry(1, 0, power[0]);
+    for (size_t i = 0; i < fed.circuits.size(); i++) {
+        circuit &one = fed.circuits[i];
+        double volts = std::abs(feed.between(one.from_phase, one.to_phase));
+        feed.carry(one.from_phase, one.to_phase, power[i + 1]);
+        take_reading(one.measured, read_flow(power[i + 1], volts, std::abs(power[i + 1]) / volts));
+    }
+    measure_phases(fed, feed);
+}
+
+// --- The chain ------------------------------------------------------------------------------------------------------
+
+template <class Treat> static void each_unit(chain &units, Treat treat)
+{
+    for (port_line &port : units.ports)
+        for (unit &one : port.units)
+            if (!one.phases.empty())
+                treat(one);
+}
+
+template <class Treat> static void each_meter(unit &holder, Treat treat)
+{
+    treat(holder.measured);
+    for (phase &one : holder.phases)
+        treat(one.measured);
+    for (circuit &one : holder.circuits)
+        treat(one.measured);
+    for (outlet &one : holder.outlets)
+        treat(one.measured);
+}
+
+void measure(chain &units, int64_t at_ms)
+{
+    wavering waver{.units = units, .at_ms = at_ms};
+    each_unit(units, [&](unit &one) { measure_unit(one, waver); });
+}
+
+void start_meters(chain &units, int64_t at_ms, int64_t date)
+{
+    each_unit(units, [&](unit &one) { each_meter(one, [&](meter &its) { reset_energy(its, date); }); });
+    measure(units, at_ms);
+}
+
+void run_meters(chain &units, int64_t from_ms, int64_t to_ms)
+{
+    int64_t samples_apart = (to_ms - from_ms) / (sample_ms * most_samples) + 1;
+    int64_t step = samples_apart * sample_ms;
+    for (int64_t at = from_ms; at < to_ms;) {
+        int64_t next = std::min(to_ms, at - at % sample_ms + step);
+        double seconds = static_cast<double>(next - at) / 1000;
+        each_unit(units, [&](unit &one) { each_meter(one, [&](meter &its) { let_pass(its, seconds); }); });
+        at = next;
+        measure(units, at);
+    }
+}
