@@ -115,8 +115,7 @@ static result_code act(void *self, outlet_action action, std::span<const place> 
 
 static result_code set_threshold(void *self, node_kind kind, const place &at, level which, double amperes)
 {
-    chain &units = chain_of(self);
-    return set_threshold(meter_at(units, kind, at)->limits, which, amperes, !is_current_family(*unit_at(units, at)));
+    return set_threshold(meter_at(chain_of(self), kind, at)->limits, which, amperes);
 }
 
 static result_code reset_statistic(void *self, node_kind kind, const place &at, quantity which)

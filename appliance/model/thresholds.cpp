@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
-#include <limits>
 
 thresholds default_thresholds(double most_amperes)
 {
@@ -13,31 +11,31 @@ thresholds default_thresholds(double most_amperes)
     return {.tenths = {std::max(most, lowest_alarm), most * 4 / 5, 0, 0}, .most = std::max(most, lowest_alarm)};
 }
 
-static bool is_in_range(const thresholds &limits, level which)
+static bool is_in_range(const thresholds &limits, size_t which, double tenths)
 {
-    int lowest = which == level::high_critical ? lowest_alarm : 0;
-    return limits.at(which) >= lowest && limits.at(which) <= limits.most;
+    bool first = which == static_cast<size_t>(level::high_critical);
+    double highest = first ? limits.most : limits.tenths[which - 1];
+    return tenths >= (first ? lowest_alarm : 0) && tenths <= highest; // what is no number is in no range
 }
 
-result_code set_threshold(thresholds &limits, level which, double amperes, bool alone)
+result_code set_threshold(thresholds &limits, level which, double amperes)
 {
+    size_t place = static_cast<size_t>(which);
     double tenths = std::round(amperes * 10);
-    if (!(std::abs(tenths) <= std::numeric_limits<int>::max())) // what is no number is not below anything
+    if (!is_in_range(limits, place, tenths))
         return result_bad_value;
-    thresholds wanted = limits;
-    wanted.tenths[static_cast<size_t>(which)] = static_cast<int>(tenths);
-    if (alone ? !is_in_range(wanted, which) : !are_sound(wanted))
-        return result_bad_value;
-    limits = wanted;
+    limits.tenths[place] = static_cast<int>(tenths);
+    for (size_t i = place + 1; i < level_count; i++)
+        limits.tenths[i] = std::min(limits.tenths[i], limits.tenths[i - 1]);
     return result_done;
 }
 
 bool are_sound(const thresholds &limits)
 {
     for (size_t i = 0; i < level_count; i++)
-        if (!is_in_range(limits, static_cast<level>(i)))
+        if (!is_in_range(limits, i, limits.tenths[i]))
             return false;
-    return std::is_sorted(limits.tenths.begin(), limits.tenths.end(), std::greater<>());
+    return true;
 }
 
 standing standing_of(const thresholds &limits, double amperes)

@@ -25,9 +25,10 @@ struct thresholds {
 // it, the low levels at nothing.
 thresholds default_thresholds(double most_amperes);
 
-// result_bad_value where the level would leave its range or change places with a neighbour. A node that knows its high
-// critical level alone (`alone`) has no neighbours.
-result_code set_threshold(thresholds &limits, level which, double amperes, bool alone);
+// result_bad_value where the level would leave its range or rise above the one before it. Levels behind it that would
+// stand above it come down with it: whoever sets all four sets one after another, from the highest, and could not move
+// them down otherwise.
+result_code set_threshold(thresholds &limits, level which, double amperes);
 
 // Whether all four stand in their ranges and in order.
 bool are_sound(const thresholds &limits);

@@ -121,7 +121,7 @@ TEST(thresholds, default_to_what_the_node_can_carry_and_four_fifths)
 TEST(thresholds, level_is_kept_to_the_tenth)
 {
     thresholds limits = default_thresholds(32);
-    EXPECT_EQ(set_threshold(limits, level::high_critical, 30.06, false), result_done);
+    EXPECT_EQ(set_threshold(limits, level::high_critical, 30.06), result_done);
     EXPECT_EQ(limits.at(level::high_critical), 301);
 }
 
@@ -129,37 +129,49 @@ TEST(thresholds, alarm_lies_between_one_ampere_and_what_the_node_can_carry)
 {
     thresholds limits = default_thresholds(32);
     for (double amperes : {0.9, 0.0, -1.0, 32.1, 1e300, std::nan(""), HUGE_VAL})
-        EXPECT_EQ(set_threshold(limits, level::high_critical, amperes, true), result_bad_value) << amperes;
+        EXPECT_EQ(set_threshold(limits, level::high_critical, amperes), result_bad_value) << amperes;
     EXPECT_EQ(limits.at(level::high_critical), 320);
-    EXPECT_EQ(set_threshold(limits, level::high_critical, 1, true), result_done);
-    EXPECT_EQ(set_threshold(limits, level::high_critical, 32, true), result_done);
+    EXPECT_EQ(set_threshold(limits, level::high_critical, 1), result_done);
+    EXPECT_EQ(set_threshold(limits, level::high_critical, 32), result_done);
 }
 
 TEST(thresholds, other_levels_may_be_nothing)
 {
     thresholds limits = default_thresholds(32);
-    EXPECT_EQ(set_threshold(limits, level::high_warning, 0, false), result_done);
-    EXPECT_EQ(set_threshold(limits, level::low_critical, -0.1, false), result_bad_value);
+    EXPECT_EQ(set_threshold(limits, level::high_warning, 0), result_done);
+    EXPECT_EQ(set_threshold(limits, level::low_critical, -0.1), result_bad_value);
 }
 
-TEST(thresholds, no_level_passes_its_neighbour)
+TEST(thresholds, no_level_rises_above_the_one_before_it)
 {
     thresholds limits = {.tenths = {400, 300, 20, 10}, .most = 500};
-    EXPECT_EQ(set_threshold(limits, level::high_critical, 29.9, false), result_bad_value);
-    EXPECT_EQ(set_threshold(limits, level::high_warning, 40.1, false), result_bad_value);
-    EXPECT_EQ(set_threshold(limits, level::high_warning, 1.9, false), result_bad_value);
-    EXPECT_EQ(set_threshold(limits, level::low_warning, 30.1, false), result_bad_value);
-    EXPECT_EQ(set_threshold(limits, level::low_warning, 0.9, false), result_bad_value);
-    EXPECT_EQ(set_threshold(limits, level::low_critical, 2.1, false), result_bad_value);
+    EXPECT_EQ(set_threshold(limits, level::high_warning, 40.1), result_bad_value);
+    EXPECT_EQ(set_threshold(limits, level::low_warning, 30.1), result_bad_value);
+    EXPECT_EQ(set_threshold(limits, level::low_critical, 2.1), result_bad_value);
     EXPECT_EQ(limits.tenths, (std::array{400, 300, 20, 10}));
-    EXPECT_EQ(set_threshold(limits, level::high_critical, 30, false), result_done); // level with its neighbour
-    EXPECT_EQ(set_threshold(limits, level::low_critical, 2, false), result_done);
+    EXPECT_EQ(set_threshold(limits, level::low_critical, 2), result_done); // level with its neighbour
+    EXPECT_EQ(limits.tenths, (std::array{400, 300, 20, 20}));
 }
 
-TEST(thresholds, level_that_stands_alone_has_no_neighbours)
+TEST(thresholds, level_takes_those_behind_it_down)
 {
     thresholds limits = {.tenths = {400, 300, 20, 10}, .most = 500};
-    EXPECT_EQ(set_threshold(limits, level::high_critical, 5, true), result_done);
+    EXPECT_EQ(set_threshold(limits, level::high_critical, 29.9), result_done);
+    EXPECT_EQ(limits.tenths, (std::array{299, 299, 20, 10}));
+    EXPECT_EQ(set_threshold(limits, level::high_critical, 1.5), result_done);
+    EXPECT_EQ(limits.tenths, (std::array{15, 15, 15, 10}));
+    EXPECT_EQ(set_threshold(limits, level::high_warning, 0), result_done);
+    EXPECT_EQ(limits.tenths, (std::array{15, 0, 0, 0}));
+}
+
+TEST(thresholds, four_levels_in_order_can_be_set_one_after_another_from_any_four)
+{
+    const std::array<double, 4> fours[] = {{40, 30, 2, 1}, {10, 8, 0, 0}, {50, 50, 50, 50}, {1, 0, 0, 0}, {9, 9, 9, 9}};
+    thresholds limits = default_thresholds(50);
+    for (const std::array<double, 4> &four : fours)
+        for (size_t i = 0; i < 4; i++)
+            EXPECT_EQ(set_threshold(limits, static_cast<level>(i), four[i]), result_done) << four[0] << " " << i;
+    EXPECT_EQ(limits.tenths, (std::array{90, 90, 90, 90}));
 }
 
 TEST(thresholds, current_stands_where_the_levels_put_it)
