@@ -47,16 +47,16 @@ struct wavering {
 
 // --- One unit -------------------------------------------------------------------------------------------------------
 
-// What flows at a node: real power in W and reactive power in var, in a phasor, and voltage and current by size. No
-// load gives power back, so less than nothing is the rounding of nothing.
+// What flows at a node: real power in W and reactive power in var, in a phasor, and voltage and current by size. A phase
+// of a delta may be a hair below nothing, where a load of the least power factor meets wavering voltages.
 static reading read_flow(const phasor &power, double volts, double amperes)
 {
     reading taken;
-    double apparent = volts * amperes, watts = std::max(power.real(), 0.0);
+    double apparent = volts * amperes;
     taken[quantity::current] = amperes;
     taken[quantity::voltage] = volts;
-    taken[quantity::power] = watts;
-    taken[quantity::power_factor] = apparent > 0 ? std::min(watts / apparent, 1.0) : 0;
+    taken[quantity::power] = power.real();
+    taken[quantity::power_factor] = apparent > 0 ? std::min(power.real() / apparent, 1.0) : 0;
     return taken;
 }
 

@@ -1,6 +1,7 @@
 // What the meter of a unit, a phase, a circuit or an outlet serves, all four alike. A node without a meter has none of
 // it, and a unit outside the current family knows present and maximum current, voltage and the high critical level.
 
+#include <cmath>
 #include <cstdio>
 #include <ctime>
 
@@ -23,10 +24,12 @@ static bool is_metered_fully(const target &to)
 
 // --- Readings -------------------------------------------------------------------------------------------------------
 
+// What rounds to nothing has no sign.
 static text figure(double value, int decimals)
 {
     char buffer[64];
-    snprintf(buffer, sizeof buffer, "%.*f", decimals, value);
+    double half = 0.5 * std::pow(10, -decimals);
+    snprintf(buffer, sizeof buffer, "%.*f", decimals, std::abs(value) < half ? 0.0 : value);
     return buffer;
 }
 

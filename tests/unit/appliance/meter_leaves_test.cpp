@@ -179,6 +179,19 @@ TEST(meter_leaves, readings_have_a_decimal_and_power_factors_two)
     EXPECT_EQ(desk.info("2.current"), "2.0");
 }
 
+TEST(meter_leaves, what_rounds_to_nothing_has_no_sign)
+{
+    metered_desk desk;
+    desk.info("1.power");
+    meter &its = desk.simulated.units.ports[0].units[0].measured;
+    its.now[quantity::power] = -0.04;
+    its.now[quantity::power_factor] = -0.004;
+    EXPECT_EQ(desk.info("1.power"), "0.0");
+    EXPECT_EQ(desk.info("1.power-factor"), "0.00");
+    its.now[quantity::power] = -0.06;
+    EXPECT_EQ(desk.info("1.power"), "-0.1");
+}
+
 TEST(meter_leaves, kind_of_a_value_is_its_own_or_the_units)
 {
     metered_desk desk;

@@ -59,18 +59,18 @@ struct ztd_meter : testing::Test {
             *user = 0;
             return true;
         });
-        run();
         setenv("ZT_ROOT", folder.path.c_str(), 1);
         setenv("ZT_CI_USER", "monitor", 1);
         setenv("ZT_CI_SID", "1", 1);
+        run();
         EXPECT_EQ(vrn_tsapi_init_with_vrnaaa_session(&handle, ci_init(nullptr)), 0);
     }
     ~ztd_meter() override
     {
         vrn_tsapi_destroy(handle);
+        pause();
         for (const char *name : {"ZT_ROOT", "ZT_CI_USER", "ZT_CI_SID"})
             unsetenv(name);
-        pause();
         close(wake);
         close_endpoint(place);
     }
