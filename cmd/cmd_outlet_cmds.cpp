@@ -4,8 +4,10 @@
 
 #include "cmd/cmd_outlet_cmds.h"
 
+#include <charconv>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <unistd.h>
 
@@ -77,7 +79,7 @@ static bool status_says_over_current(const char *status)
 static void report_switched(int row, char **out, int outx, const char *status, const report_rule &rule)
 {
     char state[65], remark[65];
-    if (sscanf(status, "%64[^(](%64[^)])", state, remark) == 2)
+    if (strchr(status, '(') && sscanf(status, "%64[^(](%64[^)])", state, remark) == 2)
         append_output(out, "%d: Cannot be turned %s, outlet %s.\n", outx, rule.word, remark);
     else if (strcmp(status, rule.reached) == 0)
         append_success(row, out, outx, rule);
@@ -124,21 +126,35 @@ static void report_outlets(int row, char **out, const owned_outstr &block, const
     }
 }
 
+static constexpr size_t number_size = sizeof "-2147483648"; // with room for what divides it from the next
+
+// An outlet as "port.pdu.outlet"; its end.
+static char *put_address(char *at, const outstr_entry &record)
+{
+    for (int number : {record.port, record.pdu, record.outlet}) {
+        at = std::to_chars(at, at + number_size, number).ptr;
+        *at++ = '.';
+    }
+    return at - 1;
+}
+
 // The resolved outlets as "port.pdu.outlet,...", the form in which one action takes them all. Empty where none
 // resolved; null without memory.
 static owned_text join_outlets(const owned_outstr &block)
 {
-    constexpr size_t longest = sizeof "-2147483648.-2147483648.-2147483648,";
-    constexpr size_t size = outstr_max * longest;
+    constexpr size_t size = outstr_max * 3 * number_size;
     owned_text joined(static_cast<char *>(malloc(size)));
     if (!joined)
         return joined;
-    joined.get()[0] = '\0';
-    size_t length = 0;
-    for (const outstr_entry &record : outstr_records(block))
-        if (outstr_resolved(record))
-            length += static_cast<size_t>(snprintf(joined.get() + length, size - length, "%s%d.%d.%d",
-                                                   length ? "," : "", record.port, record.pdu, record.outlet));
+    char *end = joined.get();
+    for (const outstr_entry &record : outstr_records(block)) {
+        if (!outstr_resolved(record))
+            continue;
+        if (end != joined.get())
+            *end++ = ',';
+        end = put_address(end, record);
+    }
+    *end = '\0';
     return joined;
 }
 
@@ -318,8 +334,10 @@ static int status_texts(const outstr_entry &at, owned_text &ctrl, owned_text &mo
 
 static owned_text joined_text(const char *first, const char *second, const char *third)
 {
-    char *text;
-    return owned_text(asprintf(&text, "%s%s%s", first, second, third) < 0 ? nullptr : text);
+    owned_text joined(static_cast<char *>(malloc(strlen(first) + strlen(second) + strlen(third) + 1)));
+    if (joined)
+        stpcpy(stpcpy(stpcpy(joined.get(), first), second), third);
+    return joined;
 }
 
 static owned_text status_column(const char *ctrl, const char *mod)

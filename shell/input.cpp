@@ -67,8 +67,27 @@ int cli_event()
 
 static void show_nothing() {}
 
+// The linker leads the library's calls of these two here (see CMakeLists.txt). The keys and the names of what they do,
+// of no use without a prompt, would be a third of what a command given at the start costs.
+extern "C" {
+
+int __real_rl_bind_keyseq_if_unbound(const char *keys, rl_command_func_t *function);
+void __real_rl_initialize_funmap();
+
+int __wrap_rl_bind_keyseq_if_unbound(const char *keys, rl_command_func_t *function)
+{
+    return cli_interactive ? __real_rl_bind_keyseq_if_unbound(keys, function) : 0;
+}
+
+void __wrap_rl_initialize_funmap()
+{
+    if (cli_interactive)
+        __real_rl_initialize_funmap();
+}
+}
+
 // A command given at the start needs nothing of the editor but the stream that it prints to. Set up without the
-// terminal's description, the user's key bindings and a locale, it costs a third.
+// terminal's description, any key and a locale, it costs next to nothing.
 static void initialize_without_prompt()
 {
     static char no_bindings[] = "INPUTRC=/dev/null/none"; // a file that cannot even be opened

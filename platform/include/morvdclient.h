@@ -35,7 +35,7 @@ const char *morvdclient_transaction_get_value(morvdclient_transaction *transacti
 morvdclient_list *morvdclient_transaction_get_list(morvdclient_transaction *transaction);
 
 // A text list that outlives the transaction, for paramtype_UTF8String_list_free; null for an empty list, for null, and
-// without memory.
+// without memory. To be asked for once: `list` may give its texts away.
 paramtype_UTF8String_list *morvdclient_list_to_UTF8String_list(morvdclient_list *list);
 
 // Null is ignored.

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "platform/standalone/resp.h"
 
@@ -88,14 +89,11 @@ paramtype_UTF8String_list *morvdclient_list_to_UTF8String_list(morvdclient_list 
     paramtype_UTF8String_list *first = nullptr;
     for (int i = list ? list->count : 0; i > 0; --i) { // from the end, so that each node goes in front
         auto *node = static_cast<paramtype_UTF8String_list *>(malloc(sizeof *first));
-        char *value = strdup(list->texts[i - 1]);
-        if (!node || !value) {
-            free(node);
-            free(value);
+        if (!node) {
             paramtype_UTF8String_list_free(first);
             return nullptr;
         }
-        *node = {.next = first, .value = value};
+        *node = {.next = first, .value = std::exchange(list->texts[i - 1], nullptr)};
         first = node;
     }
     return first;
