@@ -2,7 +2,9 @@
 
 #include "core/render.h"
 
+#include <charconv>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -47,7 +49,15 @@ const char *mod_status_str(int code)
 
 char *tenths_str(char *buffer, int tenths)
 {
-    snprintf(buffer, render_buffer_size, "%.1f", tenths / 10.0);
+    // By hand, since the format of a double would be the dearest part of a line of `status`.
+    const int64_t size = std::abs(int64_t{tenths});
+    char *at = buffer;
+    if (tenths < 0)
+        *at++ = '-';
+    at = std::to_chars(at, buffer + render_buffer_size, size / 10).ptr;
+    *at++ = '.';
+    *at++ = static_cast<char>('0' + size % 10);
+    *at = '\0';
     return buffer;
 }
 

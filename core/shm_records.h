@@ -38,6 +38,16 @@ template <size_t width> struct field_copy {
     bool is(const char *other) const { return strcmp(text, other) == 0; }
 };
 
+// True if a text cell holds that text; looks at no more of it than that takes.
+template <size_t width, size_t size> bool holds(const char (&field)[width], const char (&text)[size])
+{
+    static_assert(size <= width);
+    char begin[size];
+    memcpy(begin, field, size);
+    std::atomic_signal_fence(std::memory_order_seq_cst); // as in field_copy
+    return memcmp(begin, text, size) == 0;
+}
+
 // --- Units ---------------------------------------------------------------------------------------------------------
 
 inline const shm_root &root_record(const shm_view &segment)
@@ -50,10 +60,10 @@ template <class Record> const Record *record_at(const shm_view &segment, uint32_
 {
     if (address < segment.base || address % alignof(Record) != 0)
         return nullptr;
-    const uint64_t offset = address - segment.base + uint64_t{index} * sizeof(Record);
-    if (offset > segment.size || segment.size - offset < sizeof(Record))
+    const uint64_t end = address - segment.base + (uint64_t{index} + 1) * sizeof(Record);
+    if (end > segment.size)
         return nullptr;
-    return reinterpret_cast<const Record *>(segment.base + static_cast<uintptr_t>(offset));
+    return reinterpret_cast<const Record *>(segment.base + static_cast<uintptr_t>(end)) - 1;
 }
 
 // Null where the segment has no port.
@@ -102,7 +112,7 @@ inline bool enter_port(unit_walk &walk)
     walk.ports_left--;
     walk.next_port = fetch(port->next);
     walk.next_pdu = fetch(port->pdus);
-    walk.local = field_copy(port->name).is(shm_local_port_name);
+    walk.local = holds(port->name, shm_local_port_name);
     walk.port = fetch(port->id) - (walk.local ? 0 : 1);
     return true;
 }

@@ -18,7 +18,7 @@
 #include <hiredis/read.h>
 
 static constexpr size_t usual_request_size = 1024;
-static constexpr size_t receive_size = 16 * 1024;
+static constexpr size_t receive_size = 4 * 1024;
 static constexpr size_t number_size = sizeof "18446744073709551615";
 static constexpr size_t word_overhead = number_size + sizeof "$\r\n\r\n"; // around a word, and around the array
 static constexpr int result_unnumbered = -1;
