@@ -94,21 +94,26 @@ static void send_to_syslog(int level, const char *tag, const char *format, va_li
     free(message);
 }
 
+// Apart from its one caller, which has to know nothing of all this to drop a record.
+[[gnu::noinline]] static void keep(int level, const char *tag, const char *format, va_list values)
+{
+    const int callers_errno = errno;
+    if (route == route_unknown)
+        route = find_route();
+    if (route >= 0)
+        write_record(level, tag ? tag : untagged, format, values);
+    else if (route == route_syslog && level < LOG_DEBUG)
+        send_to_syslog(level, tag ? tag : untagged, format, values);
+    errno = callers_errno;
+}
+
 void __dlog_printf(int level, const char *tag, const char *format, ...)
 {
     // A login shell must not pay for its trace where nobody reads it.
     if (route == route_nowhere || (level >= LOG_DEBUG && route == route_syslog))
         return;
-    const int callers_errno = errno;
-    if (route == route_unknown)
-        route = find_route();
-
     va_list values;
     va_start(values, format);
-    if (route >= 0)
-        write_record(level, tag ? tag : untagged, format, values);
-    else if (route == route_syslog && level < LOG_DEBUG)
-        send_to_syslog(level, tag ? tag : untagged, format, values);
+    keep(level, tag, format, values);
     va_end(values);
-    errno = callers_errno;
 }
