@@ -3,6 +3,7 @@
 #include "core/utils.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -42,6 +43,27 @@ int failure_tail(int result, int row, char **out)
     if (result != 0 && !*out && text && !strchr(text, '%'))
         append_output(out, "%s", text);
     return result;
+}
+
+void append_error_of_unit(int row, char **out, int pdu)
+{
+    if (const char *format = command_table[row].error_format)
+        append_output(out, format, pdu);
+}
+
+int failure_tail_of_unit(int result, int row, char **out, int pdu)
+{
+    if (result != 0 && !*out)
+        append_error_of_unit(row, out, pdu);
+    return result;
+}
+
+owned_text in_capitals(const char *text)
+{
+    owned_text copy(strdup(text));
+    for (char *at = copy.get(); at && *at; at++)
+        *at = static_cast<char>(toupper(static_cast<unsigned char>(*at)));
+    return copy;
 }
 
 // --- Lists of numbers ----------------------------------------------------------------------------------------------

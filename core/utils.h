@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "client/types.h"
+
 // A unit's address.
 struct unit {
     int port;
@@ -20,6 +22,15 @@ int locate_pdu(const char *text, unit *at, char **out, const char *log_word = "d
 // Ends a body: where it failed, nothing was written and the row has an error format without values, adds that. Answers
 // `result`.
 int failure_tail(int result, int row, char **out);
+
+// The same for rows whose error format takes the unit's number.
+int failure_tail_of_unit(int result, int row, char **out, int pdu);
+
+// Adds such an error format whatever `out` holds already, where the row has one.
+void append_error_of_unit(int row, char **out, int pdu);
+
+// A copy in upper case, byte by byte; absent without memory.
+owned_text in_capitals(const char *text);
 
 // Reads "3,1-2" into `array` as sorted numbers with -1 behind them, at most capacity - 1 (more are dropped in silence).
 // 0, -1 (a range that ends below its start) or -2 (a negative start), with -1 behind the numbers so far in every case.

@@ -211,6 +211,49 @@ TEST(failure_tail, word_that_needs_values_is_left_to_the_handler)
     EXPECT_EQ(tail(1, "%d: Outlet could not be turned on.\n"), "(nothing)");
 }
 
+// The same with a tail that takes the unit's number.
+static std::string unit_tail(int result, const char *error_format, const char *before = nullptr)
+{
+    char *out = before ? strdup(before) : nullptr;
+    EXPECT_EQ(failure_tail_of_unit(result, row_with(error_format), &out, 3), result);
+    std::string text = out ? out : "(nothing)";
+    free(out);
+    return text;
+}
+
+static constexpr char unit_error[] = "IPDU #%d does not have temperature sensor.\n";
+
+TEST(failure_tail_of_unit, failed_body_without_a_word_gets_the_rows_with_the_number)
+{
+    EXPECT_EQ(unit_tail(1, unit_error), "IPDU #3 does not have temperature sensor.\n");
+    EXPECT_EQ(unit_tail(0, unit_error), "(nothing)");
+    EXPECT_EQ(unit_tail(1, unit_error, "before"), "before");
+    EXPECT_EQ(unit_tail(1, unit_error, ""), "");
+    EXPECT_EQ(unit_tail(1, nullptr), "(nothing)");
+}
+
+TEST(failure_tail_of_unit, error_can_be_added_behind_a_text)
+{
+    char *out = strdup("before\n");
+    append_error_of_unit(row_with(unit_error), &out, 3);
+    EXPECT_STREQ(out, "before\nIPDU #3 does not have temperature sensor.\n");
+    append_error_of_unit(row_with(nullptr), &out, 3);
+    EXPECT_STREQ(out, "before\nIPDU #3 does not have temperature sensor.\n");
+    free(out);
+}
+
+// --- in_capitals ---------------------------------------------------------------------------------------------------
+
+TEST(in_capitals, each_byte_for_itself)
+{
+    EXPECT_STREQ(in_capitals("on").get(), "ON");
+    EXPECT_STREQ(in_capitals("Half-on 3%").get(), "HALF-ON 3%");
+    EXPECT_STREQ(in_capitals("\xE4\xF8").get(), "\xE4\xF8");
+    EXPECT_STREQ(in_capitals("").get(), "");
+    heap.fail_at(1);
+    EXPECT_FALSE(in_capitals("on"));
+}
+
 // --- parse_int_list ------------------------------------------------------------------------------------------------
 
 // The result, and the numbers in front of the terminator.
