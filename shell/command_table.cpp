@@ -172,9 +172,9 @@ constexpr command_row command_table[command_row_count + 1] = {
 
     {cmd_usage, 0, "currentprotection help", currentprotection_usage, nullptr},
     {cmd_usage, 0, "currentprotection", currentprotection_usage, nullptr},
-    {cmd_not_built_yet, 0, "currentprotection status", currentprotection_status_line, nullptr},
-    {cmd_not_built_yet, 0, "currentprotection on", currentprotection_turned_line, nullptr},
-    {cmd_not_built_yet, 0, "currentprotection off", currentprotection_turned_line, nullptr},
+    {cmd_overc_get, 0, "currentprotection status", currentprotection_status_line, nullptr},
+    {cmd_overc_on, 0, "currentprotection on", currentprotection_turned_line, nullptr},
+    {cmd_overc_off, 0, "currentprotection off", currentprotection_turned_line, nullptr},
 
     {cmd_usage, 0, "current help", current_usage, nullptr},
     {cmd_current, 0, "current", current_line, nullptr},
@@ -281,9 +281,9 @@ constexpr command_row command_table[command_row_count + 1] = {
     {cmd_ver_pdu, 1, "ver %64s%n", ver_line, nullptr},
 
     {cmd_usage, 0, "hwocp help", hwocp_usage, hwocp_error},
-    {cmd_not_built_yet, 0, "hwocp", hwocp_line, hwocp_error},
-    {cmd_not_built_yet, 1, "hwocp %64s reset%n", hwocp_reset_line, hwocp_error},
-    {cmd_not_built_yet, 1, "hwocp %64s%n", hwocp_line, hwocp_error},
+    {cmd_hwocp, 0, "hwocp", hwocp_line, hwocp_error},
+    {cmd_hwocp_pdu_reset, 1, "hwocp %64s reset%n", hwocp_reset_line, hwocp_error},
+    {cmd_hwocp_pdu, 1, "hwocp %64s%n", hwocp_line, hwocp_error},
 
     {cmd_usage, 0, "id help", id_usage, nullptr},
     {cmd_id, 0, "id", id_line, nullptr},
@@ -296,10 +296,10 @@ constexpr command_row command_table[command_row_count + 1] = {
     {cmd_name_clear, 1, "name %64s%n", name_cleared_line, name_error},
 
     {cmd_usage, 0, "temperature help", temperature_usage, temperature_error},
-    {cmd_not_built_yet, 0, "temperature", temperature_line, temperature_error},
-    {cmd_not_built_yet, 0, "temperature reset", temperature_reset_line, temperature_error},
-    {cmd_not_built_yet, 1, "temperature reset %64s%n", temperature_reset_line, temperature_error},
-    {cmd_not_built_yet, 1, "temperature %64s%n", temperature_line, temperature_error},
+    {cmd_temp, 0, "temperature", temperature_line, temperature_error},
+    {cmd_temp_reset, 0, "temperature reset", temperature_reset_line, temperature_error},
+    {cmd_temp_reset_pdu, 1, "temperature reset %64s%n", temperature_reset_line, temperature_error},
+    {cmd_temp_pdu, 1, "temperature %64s%n", temperature_line, temperature_error},
 
     {cmd_usage, 0, "syslog help", syslog_usage, nullptr},
     {cmd_not_built_yet, 0, "syslog", syslog_status_line, nullptr},
@@ -381,8 +381,8 @@ constexpr command_row command_table[command_row_count + 1] = {
     {cmd_not_built_yet, 3, "sensors name %64s %64s %64s%n", sensors_name_line, nullptr},
 
     {cmd_usage, 0, "fuses help", fuses_usage, nullptr},
-    {cmd_not_built_yet, 0, "fuses", fuses_line, nullptr},
-    {cmd_not_built_yet, 1, "fuses %64s%n", fuses_line, nullptr},
+    {cmd_fuses, 0, "fuses", fuses_line, nullptr},
+    {cmd_fuses_pdu, 1, "fuses %64s%n", fuses_line, nullptr},
 
     {cmd_help, 0, "help", help_line, nullptr},
 
@@ -466,6 +466,18 @@ constexpr command_row command_table[command_row_count + 1] = {
     {cmd_id_pdu, "ds", nullptr},
     {cmd_name_set, "ds", ""},
     {cmd_name_clear, "ds", ""},
+    {cmd_overc_get, "ds", nullptr},
+    {cmd_overc_on, "ds", nullptr},
+    {cmd_overc_off, "ds", nullptr},
+    {cmd_hwocp, "dss", "d"},
+    {cmd_hwocp_pdu_reset, "d", "d"},
+    {cmd_hwocp_pdu, "dss", "d"},
+    {cmd_temp, "dsss", "d"},
+    {cmd_temp_reset, "d", "d"},
+    {cmd_temp_reset_pdu, "d", "d"},
+    {cmd_temp_pdu, "dsss", "d"},
+    {cmd_fuses, "dss", nullptr},
+    {cmd_fuses_pdu, "dss", nullptr},
     {cmd_help, "s", nullptr},
     {cmd_exit, nullptr, nullptr},
 };
