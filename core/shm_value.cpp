@@ -52,17 +52,12 @@ static char *kind_text(const elecmon_block &block, const shm_value &value)
     return new_word(kind_words, code);
 }
 
-static char *date_text(time_t when)
-{
-    char buffer[render_buffer_size];
-    return new_text("%s", date_str(buffer, when)).release();
-}
-
 static char *value_text(const elecmon_block &block, const shm_value &value)
 {
+    char buffer[render_buffer_size];
     switch (value.rendering) {
     case shm_as_tenths:
-        return new_text("%.1f", stored<int32_t>(block, value) / 10.0).release();
+        return strdup(tenths_str(buffer, stored<int32_t>(block, value)));
     case shm_as_hundredths:
         return new_text("%.2f", stored<int32_t>(block, value) / 100.0).release();
     case shm_as_kind:
@@ -70,7 +65,7 @@ static char *value_text(const elecmon_block &block, const shm_value &value)
     case shm_as_energy:
         return new_text("%.3f", static_cast<double>(stored_energy(block, value)) / 36000000.0).release();
     case shm_as_time:
-        return date_text(stored<int32_t>(block, value));
+        return strdup(date_str(buffer, stored<int32_t>(block, value)));
     case shm_as_tripped:
         return strdup(stored<uint8_t>(block, value) ? "tripped" : "not tripped");
     case shm_as_fuse:
