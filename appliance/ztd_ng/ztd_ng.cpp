@@ -140,8 +140,8 @@ static void take_lock(const std::string &path)
 }
 
 // The daemon is nobody's login: what a login is started with would time it out, and the trace of its thousand exchanges
-// a second would bury the log. It is a session of its own, since the machine's may be unknown here: in a container whose
-// first process stands outside, the kernel answers 0, and with that nobody is let in.
+// a second would bury the log. It is a session of its own, since the machine's may be unknown here: to a process that a
+// container was given from outside the kernel answers 0, and with that nobody is let in.
 static void leave_login()
 {
     for (const char *name : {"ZT_CI_COMMAND", "ZT_CI_TIMEOUT", "ZT_CI_DLA", "ZT_DLOG"})
