@@ -47,8 +47,8 @@ struct wavering {
 
 // --- One unit -------------------------------------------------------------------------------------------------------
 
-// What flows at a node: real power in W and reactive power in var, in a phasor, and voltage and current by size. A phase
-// of a delta may be a hair below nothing, where a load of the least power factor meets wavering voltages.
+// What flows at a node: real power in W and reactive power in var, in a phasor, and voltage and current by size. A
+// phase of a delta may be a hair below nothing, where a load of the least power factor meets wavering voltages.
 static reading read_flow(const phasor &power, double volts, double amperes)
 {
     reading taken;
