@@ -49,6 +49,7 @@ static int elem_state(const element &at, int row, char **out)
     return 0;
 }
 
+// Intended: an element that fails into an empty `out` puts the unit's sentence there (lines of others may follow it).
 int hwocp_elem_get(int port, int pdu, int type, int row, char **out, int elem, va_list *)
 {
     return failure_tail_of_unit(elem_state({port, pdu, type, elem}, row, out), row, out, pdu);

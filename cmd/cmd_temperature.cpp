@@ -128,6 +128,7 @@ static int reset_temperature(int row, char **out, int port, int pdu)
     if (vrn_tsapi_admin_power_port_star0_pdu_star1_envmon_star2_reset(cli_tsapi, nullptr, port, pdu, first_envmon))
         return log_failure("Fail to reset temperature for pdu %d@%d", pdu, port);
     const char *format = command_table[row].format;
+    // Intended: one text for both families (it tells of the maximum alone, though all that is recorded is cleared).
     if (format && append_output(out, format, pdu))
         log_failure("Fail to printf pdu %d reset temperature string", pdu);
     return 0;
