@@ -6,6 +6,7 @@
 #include "client/types.h"
 #include "cmd/protection.h"
 #include "core/log.h"
+#include "core/shm_layout.h"
 #include "core/utils.h"
 #include "core/walkers.h"
 #include "core/ztd_shm.h"
@@ -14,7 +15,7 @@ const char fuses_usage[] = "Usage: fuses [<ipdu number or ID> [reset]]\n"
                            "Checks the status of the PDU fuses.\n";
 
 static constexpr protection fuses = {
-    .mask = 0x8000000,
+    .mask = shm_mask_blown_fuse,
     .capability = "blown-fuse",
     .log_word = "fuses",
     .log_command = "fuses",

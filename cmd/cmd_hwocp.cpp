@@ -8,6 +8,7 @@
 #include "client/types.h"
 #include "cmd/protection.h"
 #include "core/log.h"
+#include "core/shm_layout.h"
 #include "core/utils.h"
 #include "core/walkers.h"
 #include "core/ztd_shm.h"
@@ -17,7 +18,7 @@ const char hwocp_usage[] = "Usage: hwocp [<ipdu number or ID> [reset]]\n"
 
 // Intended: the log names another command where a type has no such state (log readers know the line so).
 static constexpr protection hwocp = {
-    .mask = 0x4000000,
+    .mask = shm_mask_hwocp,
     .capability = "hwocp",
     .log_word = "hwocp",
     .log_command = "alarm",
