@@ -131,6 +131,21 @@ TEST_P(fuses, type_without_fuses_is_logged)
     EXPECT_FAILURES({"Invalid element for fuses 1@1@1, type 0"});
 }
 
+TEST(fuses_addresses, are_logged_from_the_inside_out)
+{
+    fake_chain chain;
+    fake_node unit = third_unit_of_second_port(chain, {.outlets = 0, .circuits = 4});
+    answer("fuses 3");
+    EXPECT_LOGGED("Node fuses unavailable for 4@3@2");
+    unit.circuit(4).publish("blown-fuse", "OK").refuse("info", "blown-fuse");
+    EXPECT_EQ(answer("fuses 3"), fuse_line("S4", "OK", 3));
+    answer_from_tree(cmd_fuses_pdu, {"3"});
+    EXPECT_LOGGED("Fail to get fuses for element 4@3@2, type 1");
+    unit.circuit(4).refuse("info", "sys-name");
+    answer_from_tree(cmd_fuses_pdu, {"3"});
+    EXPECT_LOGGED("Fail to get name for element 4@3@2, type 1");
+}
+
 TEST_P(fuses, walk_shows_all_units)
 {
     chain.unit({.outlets = 0, .circuits = 1});

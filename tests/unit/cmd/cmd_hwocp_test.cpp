@@ -93,9 +93,10 @@ TEST_F(hwocp, finds_a_unit_by_its_id)
 
 TEST_F(hwocp, state_that_only_the_tree_confirms_is_still_read_from_the_segment)
 {
+    unit.without("hwocp").serve("hwocp", "tripped");
     unit.phase(1).without("hwocp").serve("hwocp", "tripped");
     EXPECT_EQ(answer("hwocp 1"), unit_ok + elements_ok);
-    EXPECT_EQ(exchanges_behind_locating(), (texts{"mlist power.port.1.pdu.1.phase.1"}));
+    EXPECT_EQ(exchanges_behind_locating(), (texts{"mlist power.port.1.pdu.1", "mlist power.port.1.pdu.1.phase.1"}));
 }
 
 TEST_F(hwocp, unit_unknown_to_the_segment_is_read_from_the_tree)
@@ -274,6 +275,34 @@ TEST_F(hwocp, unit_of_a_walk_that_can_not_be_read_is_silent_behind_others)
     for (const fake_node &element : {unit.phase(1), unit.outlet(1), unit.outlet(2)})
         element.without("hwocp");
     EXPECT_EQ(answer_from_tree(cmd_hwocp), unsupported);
+}
+
+TEST(hwocp_addresses, are_logged_from_the_inside_out)
+{
+    fake_chain chain;
+    fake_node unit = third_unit_of_second_port(chain, {.outlets = 4, .phases = 0});
+    EXPECT_EQ(answer("hwocp 3"), "IPDU #3 does not support HW overcurrent protection.\n");
+    EXPECT_LOGGED("Node hwocp unavailable for 3@2");
+    EXPECT_LOGGED("Node hwocp unavailable for 4@3@2");
+    EXPECT_EQ(answer("hwocp 3 reset"), "IPDU #3 does not support HW overcurrent protection.\n");
+    EXPECT_LOGGED("Node hwocp unavailable for 3@2");
+
+    unit.publish("hwocp", "tripped").refuse("info", "hwocp");
+    unit.outlet(4).publish("hwocp", "tripped").refuse("info", "hwocp");
+    answer("hwocp 3 reset");
+    EXPECT_LOGGED("Fail to get hwocp for pdu 3@2");
+    answer_from_tree(cmd_hwocp_pdu, {"3"});
+    EXPECT_LOGGED("Fail to get hwocp for pdu 3@2");
+    EXPECT_LOGGED("Fail to get hwocp for element 4@3@2, type 2");
+
+    tree.allow("info", unit.path("hwocp")).refuse("admin", unit.path("hwocp.reset"));
+    answer("hwocp 3 reset");
+    EXPECT_LOGGED("Fail to reset hwocp for pdu 3@2");
+    tree.allow("admin", unit.path("hwocp.reset"));
+    EXPECT_EQ(answer("hwocp 3 reset"), "IPDU #3: HW overcurrent protection was reset.\n");
+    EXPECT_EQ(exchanges().back(), "admin power.port.2.pdu.3.hwocp.reset");
+    EXPECT_EQ(answer("hwocp 3"),
+              "IPDU #3: HW overcurrent protection is tripped.\n" + line_in("outlet 4", "tripped", 3));
 }
 
 TEST_F(hwocp, lists_that_can_not_be_had_decline_the_line)

@@ -551,6 +551,57 @@ TEST_P(sensors, sensor_that_takes_no_name_is_logged_alone)
     EXPECT_EQ(exchanges().back(), "mlist " + path);
 }
 
+// --- Addresses ------------------------------------------------------------------------------------------------------
+
+struct sensor_addresses : testing::Test {
+    fake_chain chain;
+    fake_node unit = third_unit_of_second_port(chain, {.envmons = 4});
+    fake_node sensor = serve_sensor(unit.envmon(4), "smoke", "3", "");
+};
+
+TEST_F(sensor_addresses, stand_in_the_lines_as_unit_and_sensor)
+{
+    EXPECT_EQ(answer("sensors 3 E4").substr(0, 28), "IPDU #3: smoke on sensor E4:");
+    EXPECT_EQ(answer("sensors summary 3 E4"), "3,4,3,E4 door :25,31.55,-4,22.14\n");
+    EXPECT_EQ(answer("sensors reset 3 E4"),
+              "IPDU #3: Clearing maximum, minimum and average recorded smoke on sensor 4 to zero.\n");
+    EXPECT_EQ(exchanges()[exchanges().size() - 2], "admin power.port.2.pdu.3.envmon.4.reset");
+    EXPECT_EQ(answer("sensors name 3 E4 new"), "IPDU #3: Sensor 4 now named new\n");
+    sensor.refuse("admin", "name");
+    EXPECT_EQ(answer("sensors name 3 E4 new"), "IPDU #2: Invalid sensor name for 4.\n");
+}
+
+TEST_F(sensor_addresses, are_logged_from_the_inside_out)
+{
+    answer("sensors 3 E4");
+    EXPECT_LOGGED("Node unit available for 4@3@2");
+    sensor.refuse("info", "value");
+    answer("sensors 3 E4");
+    EXPECT_LOGGED("Fail to get info for element 4@3@2, type 3");
+    sensor.serve("type", "odd");
+    answer("sensors 3 E4");
+    EXPECT_LOGGED("Fail to get string type odd for 4@3@2");
+    for (const char *leaf : {"unit", "avg-value", "min-value", "max-value", "value"}) {
+        sensor.without(leaf);
+        answer("sensors 3 E4");
+        EXPECT_LOGGED(std::string("Node ") + leaf + " unavailable for 4@3@2");
+    }
+    answer("sensors reset 3 E4");
+    EXPECT_LOGGED("Node max-value unavailable for 4@3@2");
+    sensor.serve("max-value", "1").refuse("admin", "reset");
+    answer("sensors reset 3 E4");
+    EXPECT_LOGGED("Fail to reset envmon for element 4@3@2");
+    sensor.without("name");
+    answer("sensors name 3 E4 new");
+    EXPECT_LOGGED("Node name unavailable for 4@3@2");
+    unit.publish("model_nr", "1");
+    answer("sensors reset 3 E4");
+    EXPECT_LOGGED("Invalid command fot legacy ZTs 3@2");
+    unit.refuse("info", "model_nr");
+    answer_from_tree(cmd_sensor_reset_elem, {"3", "E4"});
+    EXPECT_LOGGED("Fail to get model from pdu 3@2");
+}
+
 // --- Failures -------------------------------------------------------------------------------------------------------
 
 texts behind_locating_sensor(const std::string &whole, const texts &others)

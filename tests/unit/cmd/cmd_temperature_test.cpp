@@ -209,6 +209,27 @@ TEST_F(temperature, empty_or_absent_value_is_a_failure_without_a_word)
     }
 }
 
+TEST(temperature_addresses, are_logged_from_the_inside_out)
+{
+    fake_chain chain;
+    fake_node unit = third_unit_of_second_port(chain, {.envmons = 1});
+    EXPECT_EQ(answer("temperature 3"), at(3, none));
+    EXPECT_LOGGED("Envmon node value unavailable for 3@2");
+    serve_sensor(unit);
+    EXPECT_EQ(answer("temperature 3"), at(3, current_line));
+    for (const char *leaf : {"value-units", "type"}) {
+        unit.envmon(1).refuse("info", leaf);
+        EXPECT_EQ(answer("temperature 3"), at(3, none));
+        EXPECT_LOGGED(std::string("Fail to get ") + (*leaf == 'v' ? "temperature" : "sensor type") + " for pdu 3@2");
+    }
+    tree.allow("info", unit.envmon(1).path("type")).refuse("admin", unit.envmon(1).path("reset"));
+    answer("temperature reset 3");
+    EXPECT_LOGGED("Fail to reset temperature for pdu 3@2");
+    unit.refuse("info", "model_nr");
+    answer_from_tree(cmd_temp_pdu, {"3"});
+    EXPECT_LOGGED("Fail to get model from pdu 3@2");
+}
+
 // --- Walks ----------------------------------------------------------------------------------------------------------
 
 TEST_F(temperature, walk_shows_all_units_of_both_families)

@@ -63,6 +63,17 @@ inline std::string answer_from_tree(command_handler handler, std::initializer_li
     return done.text.value_or("") + (done.result ? declined : "");
 }
 
+// The unit that the number 3 names: pdu 3 of port 2, so that no two parts of an address are alike.
+inline fake_node third_unit_of_second_port(fake_chain &chain, const unit_layout &plan)
+{
+    chain.unit({.outlets = 0, .phases = 0});
+    chain.unit({.outlets = 0, .phases = 0});
+    chain.next_port();
+    chain.unit({.outlets = 0, .phases = 0});
+    chain.unit({.outlets = 0, .phases = 0});
+    return chain.unit(plan);
+}
+
 // The exchanges behind those that locate a unit by its number.
 inline texts exchanges_behind_locating()
 {

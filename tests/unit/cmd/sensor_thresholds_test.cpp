@@ -441,6 +441,30 @@ TEST_F(thresholds, answer_is_what_the_tree_holds_then)
     EXPECT_EQ(last_result(), 0);
 }
 
+TEST(threshold_addresses, are_logged_from_the_inside_out)
+{
+    fake_chain chain;
+    fake_node unit = third_unit_of_second_port(chain, {.envmons = 4});
+    fake_node sensor = serve_thresholds(serve_sensor(unit.envmon(4), "smoke", "3", ""));
+    EXPECT_EQ(answer("sensors threshold 3 E4"), "IPDU #3: smoke thresholds on sensor E4: 40:35.5:5:-1\n");
+    answer("sensors threshold 3 E4 a::: C");
+    EXPECT_LOGGED("Invalid threshold 4@3@2 a:::");
+    sensor.refuse("info", "high-thres");
+    answer("sensors threshold 3 E4");
+    EXPECT_LOGGED("Fail to get sensors thresholds for element 4@3@2");
+    sensor.without("high-thres");
+    answer("sensors threshold 3 E4");
+    EXPECT_LOGGED("Node high-thres unavailable for 4@3@2");
+    answer("sensors threshold 3 E4 ::: C");
+    EXPECT_LOGGED("Fail to set threshold for envmon 4@3@2, value ::: (ret -1:0:0:0)");
+    sensor.serve("type", "odd");
+    answer("sensors threshold 3 E4 ::: C");
+    EXPECT_LOGGED("Fail to get string type odd for 4@3@2");
+    unit.publish("model_nr", "1");
+    answer("sensors threshold 3 E4");
+    EXPECT_LOGGED("Sensor threshold not supported for legacy ZT 3@2");
+}
+
 // --- Failures -------------------------------------------------------------------------------------------------------
 
 TEST_F(thresholds, any_exchange_of_showing_may_fail)
