@@ -97,6 +97,14 @@ TEST(treat_command, handler_that_declines_in_silence_does_not_stop_the_search)
     EXPECT_EQ(rows_at_the_gate("current reset 1"), 2U) << "first unit 1 to reset, then the unit named reset";
 }
 
+TEST(treat_command, search_that_goes_on_ends_with_the_words_of_the_last_row)
+{
+    fake_chain chain;
+    chain.unit({.outlets = 2});
+    EXPECT_EQ(answer("current summary 1"), no_such_ipdu) << "unit 1 has nothing to show, and none is named summary";
+    EXPECT_EQ(last_result(), 0);
+}
+
 TEST(treat_command, handler_that_took_the_line_stops_the_search)
 {
     EXPECT_EQ(rows_at_the_gate("ver help"), 1U) << "not asked for a unit named help";
