@@ -11,6 +11,7 @@
 
 #include "appliance/model/meter.h"
 #include "appliance/model/result.h"
+#include "appliance/model/settings.h"
 
 // What the status segment's records and the units' own memory have room for.
 inline constexpr size_t unit_id_size = 16;
@@ -98,6 +99,9 @@ struct envmon {
     std::string unit;
 };
 
+// What a unit is busy with.
+enum class unit_task { none, save, restore, factory_default, reboot };
+
 // A value that is absent is a capability that the unit lacks.
 struct unit {
     std::string id;
@@ -114,11 +118,26 @@ struct unit {
     std::vector<outlet> outlets;
     std::vector<envmon> envmons;
     double volts = 230; // between a phase and the neutral
-    meter measured = {};
+    meter measured = {
+    std::optional<bool> buzzer, syslog;
+    std::optional<std::string> display_mode; // one of display_modes
+    std::vector<std::string> display_modes;
+    std::optional<int> display_cycle;           // s
+    std::optional<int> flash_time, reboot_time; // ms that a task on flash, and a restart, take
+    unit_task task = unit_task::none;
+    int64_t busy_until = 0; // with the task, on the desk's clock
+    configuration as_made;  // as it left the factory
+};
 };
 
 // Whether the unit is of the family that measures powers and energy and keeps minima and averages.
 bool is_current_family(const unit &unit);
+
+// A unit that restarts answers to nobody.
+inline bool is_away(const unit &unit)
+{
+    return unit.task == unit_task::reboot;
+}
 
 // One device line. The line named "local" is the first and begins with the appliance's own unit.
 struct port_line {

@@ -22,6 +22,12 @@ struct device {
     // Turns over-current protection of the unit on or off.
     result_code (*set_overcurrent)(void *self, int port, int pdu, bool on);
 
+    // result_bad_value for a text that the setting does not take.
+    result_code (*set_setting)(void *self, int port, int pdu, unit_setting which, std::string_view value);
+
+    // Begins what the unit has been told; see begin_task for what can stand in the way.
+    result_code (*begin_task)(void *self, int port, int pdu, unit_task task);
+
     // A name that no other outlet has, by the rules of check_outlet_name; the empty one takes the name away.
     result_code (*set_outlet_name)(void *self, const place &at, std::string_view name);
 
@@ -29,7 +35,8 @@ struct device {
     result_code (*set_post_power_on)(void *self, const place &at, int tenths);
     result_code (*set_post_power_off)(void *self, const place &at, int tenths);
 
-    // One action for all of these outlets. result_no_such_part, before anything is switched, where one does not exist.
+    // One action for all of these outlets. result_no_such_part, before anything is switched, where one does not exist,
+    // or its unit is away.
     result_code (*act)(void *self, outlet_action action, std::span<const place> outlets);
 
     // Of the node, which exists: a level of its current, in A; a quantity's minimum, maximum and average; its energy.

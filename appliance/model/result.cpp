@@ -25,6 +25,9 @@ static constexpr code_words all_words[] = {
     {result_protocol_error, "protocol error"},
     {result_no_such_part, "no such part of a unit"},
     {result_clock_runs_alone, "clock is not driven"},
+    {result_busy, "unit is busy"},
+    {result_nothing_saved, "nothing saved"},
+    {result_flash_fault, "cannot write flash"},
 };
 
 std::string_view result_words(int code)

@@ -22,6 +22,9 @@ enum result_code : int {
     result_protocol_error = 14,
     result_no_such_part = 15,
     result_clock_runs_alone = 16,
+    result_busy = 17,
+    result_nothing_saved = 18,
+    result_flash_fault = 19,
     result_asked_for = 99, // where a fault that was asked for names no code of its own
 };
 

@@ -2,7 +2,10 @@
 
 #include "appliance/model/simulation.h"
 
+#include <algorithm>
+
 #include "appliance/model/electricity.h"
+#include "appliance/model/flash.h"
 
 static chain &chain_of(void *self)
 {
@@ -40,6 +43,11 @@ static result_code set_overcurrent(void *self, int port, int pdu, bool on)
     return result_done;
 }
 
+static result_code set_setting(void *self, int port, int pdu, unit_setting which, std::string_view value)
+{
+    return change_setting(*unit_at(chain_of(self), {port, pdu}), which, value);
+}
+
 // --- What flows -----------------------------------------------------------------------------------------------------
 
 static void run_to(simulation &desk, int64_t at_ms)
@@ -60,11 +68,25 @@ void open_readings(simulation &simulation)
     measure(simulation.units, simulation.clock.now_ms());
 }
 
-static void switch_at(simulation &desk, int64_t at_ms)
+// --- Tasks ----------------------------------------------------------------------------------------------------------
+
+// A unit that is back plans its outlets, which may be due by now, hence the order.
+static void do_all_due(simulation &desk, int64_t now)
 {
-    run_to(desk, at_ms);
-    desk.next_due = do_what_is_due(desk.units, at_ms);
-    measure(desk.units, at_ms);
+    run_to(desk, now);
+    std::optional<int64_t> task = end_tasks(desk.units, desk.flash, now);
+    std::optional<int64_t> step = do_what_is_due(desk.units, now);
+    desk.next_due = task && step ? std::min(*task, *step) : task ? task : step;
+    measure(desk.units, now);
+}
+
+static result_code begin_unit_task(void *self, int port, int pdu, unit_task task)
+{
+    simulation &desk = *static_cast<simulation *>(self);
+    int64_t now = desk.clock.now_ms();
+    result_code code = begin_task(desk.units, desk.flash, {port, pdu}, task, now);
+    do_all_due(desk, now);
+    return code;
 }
 
 // --- Outlets --------------------------------------------------------------------------------------------------------
@@ -103,11 +125,11 @@ static result_code act(void *self, outlet_action action, std::span<const place> 
 {
     simulation &desk = *static_cast<simulation *>(self);
     for (const place &at : outlets)
-        if (!outlet_at(desk.units, at))
+        if (!outlet_at(desk.units, at) || is_away(*unit_at(desk.units, at)))
             return result_no_such_part;
     int64_t now = desk.clock.now_ms();
     begin_action(desk.units, action, outlets, now);
-    switch_at(desk, now);
+    do_all_due(desk, now);
     return result_done;
 }
 
@@ -148,7 +170,7 @@ static void settle(void *self)
         desk.metered_to = now;
     }
     while (desk.next_due && *desk.next_due <= now)
-        switch_at(desk, *desk.next_due);
+        do_all_due(desk, *desk.next_due);
     run_to(desk, now - now % sample_ms);
 }
 
@@ -164,6 +186,8 @@ device simulated_device(simulation &simulation)
             .set_unit_id = set_unit_id,
             .set_cycle_interval = set_cycle_interval,
             .set_overcurrent = set_overcurrent,
+            .set_setting = set_setting,
+            .begin_task = begin_unit_task,
             .set_outlet_name = set_outlet_name,
             .set_post_power_on = set_post_power_on,
             .set_post_power_off = set_post_power_off,

@@ -5,10 +5,12 @@
 
 #include "appliance/model/clock.h"
 #include "appliance/model/device.h"
+#include "appliance/model/flash_store.h"
 
 struct simulation {
     chain units;
     desk_clock clock = {};
+    flash_store *flash = nullptr;           // of the units; must outlive the simulation
     std::optional<int64_t> next_due = {};   // kept by the device's operations, as what follows
     std::optional<int64_t> metered_to = {}; // how far the meters have run
 };

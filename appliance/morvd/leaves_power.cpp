@@ -16,7 +16,8 @@ static std::vector<std::string> unit_ids(const target &to)
     std::vector<std::string> ids;
     for (const port_line &port : to.device->units->ports)
         for (const unit &unit : port.units)
-            ids.push_back(unit.id);
+            if (!is_away(unit))
+                ids.push_back(unit.id);
     return ids;
 }
 
@@ -26,7 +27,7 @@ static std::vector<std::string> outlet_names(const target &to)
     for (const port_line &port : to.device->units->ports)
         for (const unit &unit : port.units)
             for (const outlet &outlet : unit.outlets)
-                if (!outlet.name.empty())
+                if (!outlet.name.empty() && !is_away(unit))
                     names.push_back(outlet.name);
     return names;
 }
@@ -59,6 +60,19 @@ static constexpr leaf command_table[] = {
 
 // --- power.port.* ---------------------------------------------------------------------------------------------------
 
+// Those that are there; num-pdus counts the others too, since a unit keeps its place.
+static std::vector<std::string> numbers_of_units(const target &to)
+{
+    std::vector<std::string> numbers;
+    int number = 0;
+    for (const unit &unit : to.port->units) {
+        number++;
+        if (!is_away(unit))
+            numbers.push_back(std::to_string(number));
+    }
+    return numbers;
+}
+
 static constexpr leaf port_table[] = {
     {.name = "device", .info = [](const target &to) { return std::optional(to.port->device); }},
     {.name = "name", .info = [](const target &to) { return std::optional(to.port->name); }},
@@ -66,7 +80,7 @@ static constexpr leaf port_table[] = {
     {.name = "num-pdus", .info = [](const target &to) { return std::optional(std::to_string(to.port->units.size())); }},
     {.name = "polling-rate", .info = [](const target &to) { return number_text(to.port->polling_rate); }},
     {.name = "pdu-type", .info = [](const target &to) { return std::optional(to.port->pdu_type); }},
-    {.name = "pdu", .mlist = [](const target &to) { return numbers_up_to(to.port->units.size()); }},
+    {.name = "pdu", .mlist = numbers_of_units},
 };
 
 // --- power.pdu.* and power.outlet.* ---------------------------------------------------------------------------------

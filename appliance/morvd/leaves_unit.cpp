@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "appliance/morvd/leaves.h"
+#include "appliance/morvd/leaves_flash.h"
 #include "appliance/morvd/writers.h"
 
 using text = std::optional<std::string>;
@@ -62,8 +63,34 @@ static constexpr leaf unit_table[] = {
      .info = [](const target &to) { return to.unit->topology; },
      .present = [](const target &to) { return to.unit->topology.has_value(); }},
     {.name = "cold-start-delay",
-     .info = [](const target &to) { return number_text(to.unit->cold_start_delay); },
-     .present = [](const target &to) { return to.unit->cold_start_delay.has_value(); }},
+     .info = show<unit_setting::cold_start_delay>,
+     .admin = change<unit_setting::cold_start_delay>,
+     .present = has<unit_setting::cold_start_delay>},
+    {.name = "buzzer",
+     .info = show<unit_setting::buzzer>,
+     .mlist = on_and_off,
+     .admin = change<unit_setting::buzzer>,
+     .present = has<unit_setting::buzzer>},
+    {.name = "syslog",
+     .info = show<unit_setting::syslog>,
+     .mlist = on_and_off,
+     .admin = change<unit_setting::syslog>,
+     .present = has<unit_setting::syslog>},
+    {.name = "display-mode",
+     .info = show<unit_setting::display_mode>,
+     .mlist = [](const target &to) { return to.unit->display_modes; },
+     .admin = change<unit_setting::display_mode>,
+     .present = has<unit_setting::display_mode>},
+    {.name = "display-cycle",
+     .info = show<unit_setting::display_cycle>,
+     .admin = change<unit_setting::display_cycle>,
+     .present = has<unit_setting::display_cycle>},
+    {.name = "save", .admin = begin<unit_task::save>, .present = can_begin<unit_task::save>},
+    {.name = "restore", .admin = begin<unit_task::restore>, .present = can_begin<unit_task::restore>},
+    {.name = "factory-default",
+     .admin = begin<unit_task::factory_default>,
+     .present = can_begin<unit_task::factory_default>},
+    {.name = "reboot", .admin = begin<unit_task::reboot>, .present = can_begin<unit_task::reboot>},
     {.name = "cycle-interval",
      .info = [](const target &to) { return number_text(to.unit->cycle_interval); },
      .admin = write_cycle_interval,

@@ -10,6 +10,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include "appliance/model/flash.h"
 #include "appliance/model/simulation.h"
 #include "appliance/morvd/chain_file.h"
 #include "appliance/morvd/endpoint.h"
@@ -108,11 +109,15 @@ static bool tell_ready(int descriptor)
 
 static int serve(const endpoint &place, const std::string &folder, chain_file &&file, const options &given, int signals)
 {
-    simulation desk = {.units = std::move(file.units)};
+    std::string fault;
+    flash_store flash;
+    if (!flash.open(folder + "/morvd.flash", &fault))
+        return complain(fault);
+    simulation desk = {.units = std::move(file.units), .flash = &flash};
+    start_units(desk.units, flash);
     if (given.driven_clock)
         desk.clock.driven = 0;
     service service = {simulated_device(desk), &desk, {}, geteuid(), std::move(file.faults)};
-    std::string fault;
     if (!load_token_key(folder + "/morvd.key", &service.key, &fault))
         return complain(fault);
     server server(place.listener, service, desk.clock);

@@ -33,7 +33,7 @@ static bool find_port_unit(target &to, std::span<const std::string> stars)
     to.unit = numbered(to.port->units, stars[1]);
     to.at.pdu = star_number(stars[1]);
     to.meter = to.unit ? &to.unit->measured : nullptr;
-    return to.unit;
+    return to.unit && !is_away(*to.unit);
 }
 
 // A part of a unit that has a meter of its own: the one among `parts` with that number, to `found`.
@@ -75,7 +75,7 @@ static bool find_local_unit(target &to, std::span<const std::string>)
     to.port = &ports[0];
     to.unit = &ports[0].units[0];
     to.at = {1, 1};
-    return true;
+    return !is_away(*to.unit);
 }
 
 static bool find_local_outlet(target &to, std::span<const std::string> stars)
@@ -87,16 +87,24 @@ static bool find_local_outlet(target &to, std::span<const std::string> stars)
     return to.outlet;
 }
 
+// Whether the unit was found and is not away.
+static bool is_there(const target &to)
+{
+    const chain &units = *to.device->units;
+    return to.at.port &&
+           !is_away(units.ports[static_cast<size_t>(to.at.port - 1)].units[static_cast<size_t>(to.at.pdu - 1)]);
+}
+
 static bool find_unit_by_id(target &to, std::span<const std::string> stars)
 {
     to.at = find_unit(*to.device->units, stars[0]);
-    return to.at.port;
+    return is_there(to);
 }
 
 static bool find_outlet_by_name(target &to, std::span<const std::string> stars)
 {
     to.at = find_outlet(*to.device->units, stars[0]);
-    return to.at.port;
+    return is_there(to);
 }
 
 static bool find_group_by_name(target &to, std::span<const std::string> stars)

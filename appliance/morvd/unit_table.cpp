@@ -12,6 +12,8 @@
 
 static constexpr double longest_interval = longest_post_power / 10.0; // s
 
+static constexpr int longest_task_ms = 3'600'000;
+
 // --- Keys -----------------------------------------------------------------------------------------------------------
 
 static constexpr key_rule unit_keys[] = {
@@ -23,7 +25,14 @@ static constexpr key_rule unit_keys[] = {
     {"version", value_kind::text, 1, 31},
     {"max_current", value_kind::real, 0, 1000},
     {"topology", value_kind::text, 1, 31},
-    {"cold_start_delay", value_kind::whole, 0, 3600},
+    {"cold_start_delay", value_kind::whole, 0, longest_cold_start_delay},
+    {"buzzer", value_kind::truth},
+    {"syslog", value_kind::truth},
+    {"display_mode", value_kind::text, 1, 15},
+    {"display_modes", value_kind::texts, 1, 15},
+    {"display_cycle", value_kind::whole, 0, longest_display_cycle},
+    {"flash_time", value_kind::whole, 0, longest_task_ms},
+    {"reboot_time", value_kind::whole, 0, longest_task_ms},
     {"cycle_interval", value_kind::whole, shortest_cycle_interval, longest_cycle_interval},
     {"overcurrent", value_kind::truth},
     {"switched", value_kind::truth},
@@ -306,13 +315,32 @@ static void read_identity(unit &made, const chain &so_far, const toml::table &ta
     made.version = text_of(table, "version");
 }
 
+// What can be set there, and how long the unit is busy with what it is told.
+static void read_settings(unit &made, const toml::table &table)
+{
+    made.cold_start_delay = whole_of(table, "cold_start_delay");
+    made.buzzer = truth_of(table, "buzzer");
+    made.syslog = truth_of(table, "syslog");
+    made.flash_time = whole_of(table, "flash_time");
+    made.reboot_time = whole_of(table, "reboot_time");
+    made.display_cycle = whole_of(table, "display_cycle");
+    made.display_mode = text_of(table, "display_mode");
+    if (const toml::array *modes = table["display_modes"].as_array())
+        for (const toml::node &mode : *modes)
+            made.display_modes.push_back(**mode.as_string());
+    else
+        made.display_modes = made.phases.size() > 1 ? std::vector<std::string>{"0/I", "0/V", "180/I", "180/V"}
+                                                    : std::vector<std::string>{"0/I", "180/I"};
+    if (made.display_mode && std::ranges::find(made.display_modes, *made.display_mode) == made.display_modes.end())
+        fail_at(place_of(table, "display_mode"), "'display_mode' is none of the modes");
+}
+
 unit read_unit(const chain &so_far, const toml::table &table)
 {
     check_table(table, unit_keys, unit_meter_keys);
     unit made;
     read_identity(made, so_far, table);
     made.max_current = real_of(table, "max_current");
-    made.cold_start_delay = whole_of(table, "cold_start_delay");
     made.cycle_interval = whole_of(table, "cycle_interval");
     made.overcurrent = truth_of(table, "overcurrent");
     made.switched = truth_of(table, "switched").value_or(true);
@@ -325,5 +353,7 @@ unit read_unit(const chain &so_far, const toml::table &table)
     read_circuits(made, table);
     read_outlets(made, so_far, table);
     read_sensors(made, table);
+    read_settings(made, table);
+    made.as_made = settings_of(made);
     return made;
 }

@@ -130,6 +130,25 @@ def test_killed_daemons_are_followed_by_new_ones(real):
     assert real.run("id").stdout
 
 
+def test_what_a_unit_saved_outlives_the_kill_of_the_control_daemon(desk):
+    daemons = desk.appliance("legacy.toml")
+    assert desk.run("id 1 kept").stdout == b"IPDU #1 ID is set to kept.\n"
+    assert desk.run("save").stdout == b"Saving configuration to flash on IPDU #1 ... Done.\n"
+    assert desk.run("id 1 lost").stdout == b"IPDU #1 ID is set to lost.\n"
+    for daemon in daemons:
+        assert ended(daemon, signal.SIGKILL) == -signal.SIGKILL
+    desk.appliance("legacy.toml")
+    assert desk.run("id 1").stdout == b"IPDU #1 ID = kept\n"
+
+
+def test_flash_that_is_none_is_told(desk):
+    (desk.root / "run/morvd.flash").write_bytes(b"x" * 4096)
+    daemon = desk.daemon(MORVD, CHAINS / "desk.toml", expect_ready=False)
+    assert daemon.wait(10) == 1
+    words = f"morvd: cannot open '{desk.root}/run/morvd.flash': file is not a database\n"
+    assert daemon.stderr.read() == words.encode()
+
+
 @pytest.mark.parametrize("number", [signal.SIGHUP, signal.SIGINT, signal.SIGTERM])
 def test_ending_signal_leaves_neither_socket_nor_segment(real, number):
     segment = segment_of(real)
