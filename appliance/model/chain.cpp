@@ -4,14 +4,8 @@
 
 #include <algorithm>
 
+#include "appliance/model/protection.h"
 #include "appliance/model/status.h"
-
-// Numbers 5 to 8 and 22 are contacts and unknown probes, which keep no statistics.
-static constexpr envmon_kind envmon_kinds[] = {
-    {"internal-temperature", 1, "oC"}, {"external-temperature", 2, "oC"}, {"humidity", 3, "%"},  {"air-flow", 4, "afu"},
-    {"dry-contact", 5, "none"},        {"water-level", 6, "none"},        {"motion", 7, "none"}, {"smoke", 8, "none"},
-    {"UNDEFINED", 22, "none"},
-};
 
 place find_unit(const chain &units, std::string_view id)
 {
@@ -58,6 +52,12 @@ outlet *outlet_at(chain &units, const place &at)
 {
     unit *holder = unit_at(units, at);
     return holder ? numbered(holder->outlets, at.part) : nullptr;
+}
+
+envmon *envmon_at(chain &units, const place &at)
+{
+    unit *holder = unit_at(units, at);
+    return holder ? numbered(holder->envmons, at.part) : nullptr;
 }
 
 phase *phase_at(chain &units, const place &at)
@@ -112,6 +112,8 @@ static bool is_overloaded(const unit &unit, int phase_number)
 
 bool is_held_off(const unit &unit, const outlet &outlet)
 {
+    if (is_tripped(unit, outlet))
+        return true;
     if (!unit.overcurrent.value_or(false))
         return false;
     if (outlet.circuit == 0)
@@ -154,6 +156,8 @@ int mod_status_of(const unit &unit, const outlet &outlet)
         return outlet.mod_status;
     if (outlet.stuck)
         return outlet.on ? mod_on_error : mod_off_error;
+    if (has_blown_fuse(unit, outlet))
+        return outlet.on ? mod_on_fuse : mod_off_fuse;
     if (!outlet.on && is_held_off(unit, outlet))
         return mod_off_ocp;
     if (outlet.pending.what != waiting::nothing)
@@ -189,12 +193,4 @@ result_code check_outlet_name(std::string_view name)
     if (leading_digit || name.find(',') != name.npos || has_control_characters(name))
         return result_bad_value;
     return result_done;
-}
-
-const envmon_kind *find_envmon_kind(std::string_view type)
-{
-    for (const envmon_kind &kind : envmon_kinds)
-        if (kind.type == type)
-            return &kind;
-    return nullptr;
 }

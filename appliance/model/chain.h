@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "appliance/model/envmon.h"
 #include "appliance/model/meter.h"
 #include "appliance/model/result.h"
 #include "appliance/model/settings.h"
@@ -43,9 +44,16 @@ struct load {
 // One conductor of the feed.
 struct phase {
     std::string sys_name;
-    std::string name;        // the user's; empty: none
-    bool overloaded = false; // stands at the threshold because the desk says so, whatever its current
+    std::string name;                 // the user's; empty: none
+    bool overloaded = false;          // stands at the threshold because the desk says so, whatever its current
+    std::optional<bool> tripped = {}; // of its hardware protection; absent: it has none; likewise below
     meter measured = {};
+};
+
+// Blows when the current of its circuit goes beyond what it bears.
+struct fuse {
+    double amperes;
+    bool blown = false;
 };
 
 // A branch behind its own breaker, between a phase and a second one or the neutral.
@@ -55,6 +63,7 @@ struct circuit {
     int from_phase = 1;
     int to_phase = 0; // 0: the neutral
     bool overloaded = false;
+    std::optional<struct fuse> fuse = {};
     meter measured = {};
 };
 
@@ -82,21 +91,8 @@ struct outlet {
     std::optional<int> post_power_off = {};
     pending_switch pending = {};
     struct load load = {};
+    std::optional<bool> tripped = {};
     meter measured = {};
-};
-
-// A kind of environment monitor: the tree's word, the units' number, the unit that its values are in.
-struct envmon_kind {
-    std::string_view type;
-    int type_raw;
-    std::string_view unit; // a contact measures nothing: "none"
-};
-
-struct envmon {
-    std::string sys_name;
-    std::string name;
-    const envmon_kind *kind = nullptr; // a row of the one table, never null
-    std::string unit;
 };
 
 // What a unit is busy with.
@@ -118,7 +114,8 @@ struct unit {
     std::vector<outlet> outlets;
     std::vector<envmon> envmons;
     double volts = 230; // between a phase and the neutral
-    meter measured = {
+    std::optional<bool> tripped;
+    meter measured = {};
     std::optional<bool> buzzer, syslog;
     std::optional<std::string> display_mode; // one of display_modes
     std::vector<std::string> display_modes;
@@ -127,7 +124,6 @@ struct unit {
     unit_task task = unit_task::none;
     int64_t busy_until = 0; // with the task, on the desk's clock
     configuration as_made;  // as it left the factory
-};
 };
 
 // Whether the unit is of the family that measures powers and energy and keeps minima and averages.
@@ -176,6 +172,7 @@ place find_outlet(const chain &units, std::string_view name); // by the user's n
 // What stands there, or null.
 unit *unit_at(chain &units, const place &at);
 outlet *outlet_at(chain &units, const place &at);
+envmon *envmon_at(chain &units, const place &at);
 phase *phase_at(chain &units, const place &at);
 circuit *circuit_at(chain &units, const place &at);
 
@@ -186,9 +183,9 @@ meter *meter_at(chain &units, node_kind kind, const place &at);
 // Whether the unit at that place is the appliance's own.
 bool is_local(const port_line &port, int pdu);
 
-// Whether over-current protection keeps the outlet, one of that unit, from coming on: the protection is on, and the
-// outlet's circuit or a phase that feeds it is overloaded: it has a meter that reads at least the high critical level,
-// or the desk says so. An outlet that is on stays on.
+// Whether over-current protection keeps the outlet, one of that unit, from coming on: hardware protection has tripped;
+// or the unit's own is on, and the outlet's circuit or a phase that feeds it is overloaded: it has a meter that reads at
+// least the high critical level, or the desk says so. That one leaves an outlet on that is on.
 bool is_held_off(const unit &unit, const outlet &outlet);
 
 // Whether there is an outlet in the unit that is off and held so.
@@ -208,6 +205,3 @@ result_code check_unit_id(std::string_view id);
 result_code check_outlet_name(std::string_view name);
 
 bool has_control_characters(std::string_view text);
-
-// The kind with that word, or null.
-const envmon_kind *find_envmon_kind(std::string_view type);

@@ -44,6 +44,16 @@ struct device {
     result_code (*reset_statistic)(void *self, node_kind kind, const place &at, quantity which);
     result_code (*reset_energy)(void *self, node_kind kind, const place &at);
 
+    // Of the environment monitor there. A name by the rules of check_envmon_name; the unit that it works in from now on,
+    // by a word of find_envmon_unit; a level, in that unit, of a monitor that has levels; what it keeps of its values.
+    result_code (*set_envmon_name)(void *self, const place &at, std::string_view name);
+    result_code (*set_envmon_unit)(void *self, const place &at, std::string_view word);
+    result_code (*set_envmon_level)(void *self, const place &at, level which, double shown);
+    result_code (*reset_envmon)(void *self, const place &at);
+
+    // Makes all hardware over-current protection of the unit ready again.
+    result_code (*reset_hwocp)(void *self, int port, int pdu);
+
     // Brings `units` up to date: what has come due by now is done.
     void (*settle)(void *self);
 

@@ -7,6 +7,9 @@
 #include <complex>
 #include <numbers>
 
+#include "appliance/model/protection.h"
+#include "appliance/model/waver.h"
+
 using phasor = std::complex<double>;
 
 static constexpr double load_waver = 0.02; // of the load's own size
@@ -16,32 +19,16 @@ static constexpr int64_t most_samples = 600;
 
 // --- Wavering -------------------------------------------------------------------------------------------------------
 
-// A number from -1 to 1 that looks like chance and depends on nothing but its arguments.
-static double scatter(uint64_t seed, uint64_t source, uint64_t turn)
-{
-    uint64_t mixed = seed * 0x9e3779b97f4a7c15 + source * 0xd1b54a32d192ed03 + turn * 0x8cb92ba72f3d8dd7;
-    mixed = (mixed ^ (mixed >> 30)) * 0xbf58476d1ce4e5b9;
-    mixed = (mixed ^ (mixed >> 27)) * 0x94d049bb133111eb;
-    mixed ^= mixed >> 31;
-    return static_cast<double>(mixed >> 11) * 0x1p-52 - 1;
-}
-
 // What wavers and when: `source` counts along the chain.
 struct wavering {
     const chain &units;
     int64_t at_ms;
     uint64_t source = 0;
 
-    // Straight from turning point to turning point.
     double next()
     {
         source++;
-        if (!units.noise)
-            return 0;
-        uint64_t turn = static_cast<uint64_t>(at_ms / waver_ms);
-        double passed = static_cast<double>(at_ms % waver_ms) / static_cast<double>(waver_ms);
-        double from = scatter(units.seed, source, turn), to = scatter(units.seed, source, turn + 1);
-        return from + (to - from) * passed;
+        return units.noise ? waver(units.seed, source, at_ms, waver_ms) : 0;
     }
 };
 
@@ -103,7 +90,12 @@ static std::array<phasor, most_circuits + 1> load_circuits(unit &fed, const cond
     std::array<phasor, most_circuits + 1> power{};
     for (outlet &one : fed.outlets) {
         size_t circuit = static_cast<size_t>(one.circuit);
-        phasor drawn = drawn_by(one, waver.next());
+        double own_waver = waver.next(); // also of one that draws nothing, or the others would waver anew
+        if (!is_fed(fed, one)) {
+            take_reading(one.measured, {});
+            continue;
+        }
+        phasor drawn = drawn_by(one, own_waver);
         power[circuit] += drawn;
         take_reading(one.measured, read_flow(drawn, volts[circuit], std::abs(drawn) / volts[circuit]));
     }
@@ -162,8 +154,10 @@ template <class Treat> static void each_meter(unit &holder, Treat treat)
 
 void measure(chain &units, int64_t at_ms)
 {
-    wavering waver{.units = units, .at_ms = at_ms};
-    each_unit(units, [&](unit &one) { measure_unit(one, waver); });
+    do {
+        wavering waver{.units = units, .at_ms = at_ms};
+        each_unit(units, [&](unit &one) { measure_unit(one, waver); });
+    } while (break_overloads(units));
 }
 
 void start_meters(chain &units, int64_t at_ms, int64_t date)

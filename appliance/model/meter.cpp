@@ -39,13 +39,8 @@ static bool is_worth_keeping(const meter &at, quantity which)
 
 static void keep_extremes(meter &at, quantity which)
 {
-    if (!is_worth_keeping(at, which))
-        return;
-    statistic &kept = kept_of(at, which);
-    double value = at.now[which];
-    kept.least = kept.begun ? std::min(kept.least, value) : value;
-    kept.greatest = kept.begun ? std::max(kept.greatest, value) : value;
-    kept.begun = true;
+    if (is_worth_keeping(at, which))
+        keep_extremes(kept_of(at, which), at.now[which]);
 }
 
 static constexpr quantity quantities[] = {quantity::current, quantity::voltage, quantity::power,
@@ -61,10 +56,8 @@ void take_reading(meter &at, const reading &taken)
 void let_pass(meter &at, double seconds)
 {
     for (quantity which : quantities) {
-        if (!is_worth_keeping(at, which))
-            continue;
-        kept_of(at, which).sum += at.now[which] * seconds;
-        kept_of(at, which).time += seconds;
+        if (is_worth_keeping(at, which))
+            keep_average(kept_of(at, which), at.now[which], seconds);
     }
     at.joules += at.now[quantity::power] * seconds;
 }
@@ -93,6 +86,5 @@ double greatest(const meter &at, quantity which)
 
 double average(const meter &at, quantity which)
 {
-    const statistic &kept = kept_of(at, which);
-    return kept.time > 0 ? kept.sum / kept.time : at.now[which];
+    return average_of(kept_of(at, which), at.now[which]);
 }

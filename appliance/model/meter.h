@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "appliance/model/statistic.h"
 #include "appliance/model/thresholds.h"
 
 // What is measured: A, V, W, and a number from 0 to 1.
@@ -19,14 +20,6 @@ std::string_view certainty_word(certainty how);
 
 // False for any other word.
 bool find_certainty(std::string_view word, certainty *how);
-
-struct statistic {
-    bool begun = false; // whether there has been anything to keep
-    double least = 0;
-    double greatest = 0;
-    double sum = 0;  // of value times seconds
-    double time = 0; // s
-};
 
 struct reading {
     std::array<double, quantity_count> values{};

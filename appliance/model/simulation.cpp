@@ -6,6 +6,7 @@
 
 #include "appliance/model/electricity.h"
 #include "appliance/model/flash.h"
+#include "appliance/model/simulated_environment.h"
 
 static chain &chain_of(void *self)
 {
@@ -55,6 +56,7 @@ static void run_to(simulation &desk, int64_t at_ms)
     if (!desk.metered_to || at_ms <= *desk.metered_to)
         return;
     run_meters(desk.units, *desk.metered_to, at_ms);
+    run_envmons(desk.units, *desk.metered_to, at_ms);
     desk.metered_to = at_ms;
 }
 
@@ -167,6 +169,7 @@ static void settle(void *self)
     int64_t now = desk.clock.now_ms();
     if (!desk.metered_to) {
         start_meters(desk.units, now, desk.clock.date());
+        start_envmons(desk.units, now);
         desk.metered_to = now;
     }
     while (desk.next_due && *desk.next_due <= now)
@@ -195,6 +198,11 @@ device simulated_device(simulation &simulation)
             .set_threshold = set_threshold,
             .reset_statistic = reset_statistic,
             .reset_energy = reset_energy,
+            .set_envmon_name = set_envmon_name,
+            .set_envmon_unit = set_envmon_unit,
+            .set_envmon_level = set_envmon_level,
+            .reset_envmon = reset_envmon,
+            .reset_hwocp = reset_hwocp,
             .settle = settle,
             .next_due = next_due};
 }

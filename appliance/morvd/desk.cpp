@@ -5,6 +5,7 @@
 #include <charconv>
 #include <span>
 
+#include "appliance/morvd/desk_environment.h"
 #include "appliance/morvd/service.h"
 #include "appliance/morvd/values.h"
 
@@ -179,6 +180,12 @@ static constexpr std::string_view phase_usage[] = {"phase PORT.PDU.PHASE overloa
 static constexpr std::string_view circuit_usage[] = {"circuit PORT.PDU.CIRCUIT overload|relieve"};
 static constexpr std::string_view load_usage[] = {"load PORT PDU OUTLET WATTS [POWER_FACTOR]"};
 static constexpr std::string_view noise_usage[] = {"noise on|off"};
+static constexpr std::string_view sensor_usage[] = {
+    "sensor set PORT PDU SENSOR VALUE",
+    "sensor pull|plug PORT PDU SENSOR",
+};
+static constexpr std::string_view fuse_usage[] = {"fuse blow|mend PORT PDU CIRCUIT"};
+static constexpr std::string_view hwocp_usage[] = {"hwocp trip PORT PDU [phase|outlet NUMBER]"};
 
 struct desk_word {
     std::string_view word;
@@ -190,7 +197,8 @@ static constexpr desk_word desk_words[] = {
     {"fault", treat_fault, fault_usage},       {"clock", treat_clock, clock_usage},
     {"outlet", treat_outlet, outlet_usage},    {"phase", treat_phase, phase_usage},
     {"circuit", treat_circuit, circuit_usage}, {"load", treat_load, load_usage},
-    {"noise", treat_noise, noise_usage},
+    {"noise", treat_noise, noise_usage},       {"sensor", treat_sensor, sensor_usage},
+    {"fuse", treat_fuse, fuse_usage},          {"hwocp", treat_hwocp, hwocp_usage},
 };
 
 static answer list_words()

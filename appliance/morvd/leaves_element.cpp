@@ -1,9 +1,10 @@
-// What the parts of a unit have: phases, circuits, outlets and environment monitors.
+// What the parts of a unit that carry current have: phases, circuits and outlets.
 
 #include <cstdio>
 
 #include "appliance/model/status.h"
 #include "appliance/morvd/leaves.h"
+#include "appliance/morvd/leaves_protection.h"
 #include "appliance/morvd/writers.h"
 
 using text = std::optional<std::string>;
@@ -14,6 +15,7 @@ static constexpr leaf phase_table[] = {
     {.name = "", .mlist = names_of_node},
     {.name = "sys-name", .info = [](const target &to) { return text(to.phase->sys_name); }},
     {.name = "name", .info = [](const target &to) { return text(to.phase->name); }},
+    {.name = "hwocp", .info = hwocp_state, .present = has_hwocp},
 };
 
 static text count_outlets_on_circuit(const target &to)
@@ -30,6 +32,7 @@ static constexpr leaf circuit_table[] = {
     {.name = "sys-name", .info = [](const target &to) { return text(to.circuit->sys_name); }},
     {.name = "name", .info = [](const target &to) { return text(to.circuit->name); }},
     {.name = "num-outlets", .info = count_outlets_on_circuit},
+    {.name = "blown-fuse", .info = fuse_state, .present = has_fuse},
 };
 
 // --- Outlets --------------------------------------------------------------------------------------------------------
@@ -67,6 +70,7 @@ static constexpr leaf outlet_table[] = {
      .info = [](const target &to) { return seconds(to.outlet->post_power_off); },
      .admin = write_post_power_off,
      .present = [](const target &to) { return is_switched(to) && to.outlet->post_power_off; }},
+    {.name = "hwocp", .info = hwocp_state, .present = has_hwocp},
     {.name = "on", .admin = act<outlet_action::on>, .present = is_switched},
     {.name = "off", .admin = act<outlet_action::off>, .present = is_switched},
     {.name = "ion", .admin = act<outlet_action::ion>, .present = is_switched},
@@ -76,18 +80,6 @@ static constexpr leaf outlet_table[] = {
     {.name = "cycle", .admin = act<outlet_action::cycle>, .present = is_switched},
 };
 
-// --- Environment monitors -------------------------------------------------------------------------------------------
-
-static constexpr leaf envmon_table[] = {
-    {.name = "", .mlist = names_of_node},
-    {.name = "sys-name", .info = [](const target &to) { return text(to.envmon->sys_name); }},
-    {.name = "name", .info = [](const target &to) { return text(to.envmon->name); }},
-    {.name = "type", .info = [](const target &to) { return text(to.envmon->kind->type); }},
-    {.name = "type-raw", .info = [](const target &to) { return text(std::to_string(to.envmon->kind->type_raw)); }},
-    {.name = "unit", .info = [](const target &to) { return text(to.envmon->unit); }},
-};
-
 constinit const std::span<const leaf> phase_leaves = phase_table;
 constinit const std::span<const leaf> circuit_leaves = circuit_table;
 constinit const std::span<const leaf> outlet_leaves = outlet_table;
-constinit const std::span<const leaf> envmon_leaves = envmon_table;

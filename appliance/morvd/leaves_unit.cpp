@@ -4,6 +4,7 @@
 
 #include "appliance/morvd/leaves.h"
 #include "appliance/morvd/leaves_flash.h"
+#include "appliance/morvd/leaves_protection.h"
 #include "appliance/morvd/writers.h"
 
 using text = std::optional<std::string>;
@@ -97,8 +98,14 @@ static constexpr leaf unit_table[] = {
      .present = [](const target &to) { return to.unit->cycle_interval.has_value(); }},
     {.name = "overcurrent",
      .info = overcurrent,
+     .mlist =
+         [](const target &) {
+             return std::vector<std::string>{"on", "off"};
+         },
      .admin = write_overcurrent,
      .present = [](const target &to) { return to.unit->overcurrent.has_value(); }},
+    {.name = "hwocp", .info = hwocp_state, .present = has_hwocp},
+    {.name = "hwocp.reset", .admin = write_hwocp_reset, .present = has_any_hwocp},
     {.name = "islocal", .info = [](const target &to) { return truth(is_local(*to.port, to.at.pdu)); }},
     {.name = "switched", .info = [](const target &to) { return truth(to.unit->switched); }},
     {.name = "num-inlets", .info = [](const target &to) { return count(static_cast<size_t>(to.unit->inlets)); }},

@@ -64,6 +64,7 @@ static bool find_port_outlet(target &to, std::span<const std::string> stars)
 
 static bool find_envmon(target &to, std::span<const std::string> stars)
 {
+    to.at.part = star_number(stars[2]);
     return find_port_unit(to, stars) && (to.envmon = numbered(to.unit->envmons, stars[2]));
 }
 

@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "appliance/model/status.h"
+#include "appliance/morvd/envmon_table.h"
 #include "appliance/morvd/meter_table.h"
+#include "appliance/morvd/protection_table.h"
 
 static constexpr double longest_interval = longest_post_power / 10.0; // s
 
@@ -35,6 +37,8 @@ static constexpr key_rule unit_keys[] = {
     {"reboot_time", value_kind::whole, 0, longest_task_ms},
     {"cycle_interval", value_kind::whole, shortest_cycle_interval, longest_cycle_interval},
     {"overcurrent", value_kind::truth},
+    hwocp_rule,
+    fuse_rule,
     {"switched", value_kind::truth},
     {"inlets", value_kind::whole, 1, 4},
     {"phases", value_kind::whole, 1, most_phases},
@@ -61,6 +65,7 @@ static constexpr key_rule circuit_keys[] = {
     {"name", value_kind::text, 0, outlet_name_size},
     {"phases", value_kind::wholes, 1, most_phases},
     {"overloaded", value_kind::truth},
+    fuse_rule,
 };
 
 static constexpr key_rule outlet_keys[] = {
@@ -74,13 +79,6 @@ static constexpr key_rule outlet_keys[] = {
     {"mod_status", value_kind::text, 1, 15},
     {"post_power_on", value_kind::real, 0, longest_interval},
     {"post_power_off", value_kind::real, 0, longest_interval},
-};
-
-static constexpr key_rule sensor_keys[] = {
-    {"type", value_kind::text, 1, 31},
-    {"sys_name", value_kind::text, 1, outlet_name_size},
-    {"name", value_kind::text, 0, 31},
-    {"unit", value_kind::text, 0, 15},
 };
 
 // --- What several tables share --------------------------------------------------------------------------------------
@@ -202,11 +200,13 @@ static void read_circuits(unit &made, const toml::table &table)
                                  .from_phase = at.from,
                                  .to_phase = at.to,
                                  .measured = part_meter(made, node_kind::circuit, table)});
+        read_fuse(made.circuits.back(), table);
     }
     describe_parts(made.circuits, table, "circuit", circuit_keys, element_meter_keys,
                    [&](circuit &one, const toml::table &its) {
                        read_circuit_phases(one, made, its);
                        one.overloaded = truth_of(its, "overloaded").value_or(false);
+                       read_fuse(one, its);
                    });
 }
 
@@ -270,17 +270,8 @@ static void read_outlets(unit &made, const chain &so_far, const toml::table &tab
 
 static void read_sensors(unit &made, const toml::table &table)
 {
-    each_table(table, "sensor", [&](const toml::table &one, size_t index) {
-        check_table(one, sensor_keys);
-        require(one, "type");
-        std::string type = *text_of(one, "type");
-        const envmon_kind *kind = find_envmon_kind(type);
-        if (!kind)
-            fail_at(place_of(one, "type"), "unknown sensor type '" + type + "'");
-        made.envmons.push_back({text_of(one, "sys_name").value_or("sensor" + std::to_string(index + 1)),
-                                text_of(one, "name").value_or(""), kind,
-                                text_of(one, "unit").value_or(std::string(kind->unit))});
-    });
+    each_table(table, "sensor",
+               [&](const toml::table &one, size_t index) { made.envmons.push_back(read_envmon(one, index + 1)); });
     check_sys_names(made.envmons, table);
 }
 
@@ -352,6 +343,7 @@ unit read_unit(const chain &so_far, const toml::table &table)
     read_unit_meter(made, table);
     read_circuits(made, table);
     read_outlets(made, so_far, table);
+    read_hwocp(made, table);
     read_sensors(made, table);
     read_settings(made, table);
     made.as_made = settings_of(made);

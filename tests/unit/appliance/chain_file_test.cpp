@@ -151,10 +151,10 @@ TEST(chain_file, sensor_has_number_and_unit_of_its_kind)
         only_unit("[[port.unit.sensor]]\ntype = 'humidity'\n[[port.unit.sensor]]\ntype = 'external-temperature'\n"
                   "sys_name = 'T'\nunit = 'oF'\nname = 'hot'\n");
     EXPECT_EQ(made.envmons[0].sys_name, "sensor1");
-    EXPECT_EQ(made.envmons[0].kind->type_raw, 3);
-    EXPECT_EQ(made.envmons[0].unit, "%");
+    EXPECT_EQ(made.envmons[0].type_raw, 3);
+    EXPECT_EQ(made.envmons[0].unit->word, "%");
     EXPECT_EQ(made.envmons[1].sys_name, "T");
-    EXPECT_EQ(made.envmons[1].unit, "oF");
+    EXPECT_EQ(made.envmons[1].unit->word, "oF");
     EXPECT_EQ(made.envmons[1].name, "hot");
 }
 

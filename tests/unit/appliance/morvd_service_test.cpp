@@ -387,10 +387,12 @@ TEST(morvd_fault, number_of_faults_is_bounded)
 
 TEST(morvd_desk, alone_it_says_what_can_be_said)
 {
-    EXPECT_EQ(test_desk().ask({"desk"}),
-              array({"fault refuse VERB PATH [CODE [COUNT [SKIP]]]", "fault drop VERB PATH [COUNT [SKIP]]",
-                     "fault delay VERB PATH MILLISECONDS [COUNT [SKIP]]", "fault clear", "fault list",
-                     "clock advance SECONDS", "outlet PORT.PDU.OUTLET fail|mend",
-                     "phase PORT.PDU.PHASE overload|relieve", "circuit PORT.PDU.CIRCUIT overload|relieve",
-                     "load PORT PDU OUTLET WATTS [POWER_FACTOR]", "noise on|off"}));
+    EXPECT_EQ(
+        test_desk().ask({"desk"}),
+        array({"fault refuse VERB PATH [CODE [COUNT [SKIP]]]", "fault drop VERB PATH [COUNT [SKIP]]",
+               "fault delay VERB PATH MILLISECONDS [COUNT [SKIP]]", "fault clear", "fault list",
+               "clock advance SECONDS", "outlet PORT.PDU.OUTLET fail|mend", "phase PORT.PDU.PHASE overload|relieve",
+               "circuit PORT.PDU.CIRCUIT overload|relieve", "load PORT PDU OUTLET WATTS [POWER_FACTOR]", "noise on|off",
+               "sensor set PORT PDU SENSOR VALUE", "sensor pull|plug PORT PDU SENSOR",
+               "fuse blow|mend PORT PDU CIRCUIT", "hwocp trip PORT PDU [phase|outlet NUMBER]"}));
 }
