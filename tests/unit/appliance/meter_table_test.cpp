@@ -165,8 +165,10 @@ static chain shipped(const std::string &name)
 // Nothing that is shown for the first time stands at a threshold or reads nothing.
 TEST(meter_table, shipped_units_measure_and_stand_below_their_thresholds)
 {
-    for (const char *file : {"desk.toml", "legacy.toml", "full.toml", "long.toml"})
-        for (const unit &one : shipped(file).ports.at(0).units) {
+    for (const char *file : {"desk.toml", "legacy.toml", "full.toml", "long.toml"}) {
+        const chain units = shipped(file);
+        EXPECT_FALSE(units.ports.at(0).units.empty()) << file;
+        for (const unit &one : units.ports[0].units) {
             EXPECT_TRUE(one.measured.present) << file << " " << one.id;
             EXPECT_GT(one.measured.now[quantity::current], 1) << file << " " << one.id;
             auto expect_normal = [&](const meter &of) {
@@ -180,6 +182,7 @@ TEST(meter_table, shipped_units_measure_and_stand_below_their_thresholds)
             for (const outlet &part : one.outlets)
                 expect_normal(part.measured);
         }
+    }
 }
 
 TEST(meter_table, shipped_desk_has_a_unit_with_everything_and_one_with_outlets_that_do_not_measure)
