@@ -1,4 +1,4 @@
-// What the commands share: locating a unit, the tail of a failed body, and lists of numbers as ranges.
+// What the commands share: locating a unit, the tail of a failed body, capitals, and lists of numbers as ranges.
 
 #include "core/utils.h"
 
