@@ -190,8 +190,10 @@ TEST_P(fuses, any_exchange_may_fail)
     expect_with_each_exchange_failing(all, [] { return answer_from_tree(cmd_fuses); });
 }
 
-TEST_P(fuses, any_allocation_may_fail)
+TEST(fuses_memory, any_allocation_may_fail)
 {
+    fake_chain chain;
+    chain.unit({.outlets = 0, .phases = 0, .circuits = 1}).circuit(1).publish("blown-fuse", "OK");
     for (const char *line : {"fuses", "fuses 1"})
         expect_with_each_allocation_failing({failure_text, no_such_ipdu}, [&] { return answer(line); });
     const texts others = {declined, no_such_ipdu};

@@ -463,13 +463,16 @@ TEST_F(hwocp, any_exchange_of_a_reset_may_fail_without_the_segment)
                                       [] { return answer_from_tree(cmd_hwocp_pdu_reset, {"1"}); });
 }
 
-TEST_F(hwocp, any_allocation_may_fail)
+TEST(hwocp_memory, any_allocation_may_fail)
 {
+    fake_chain chain;
+    fake_node unit = chain.unit({.outlets = 1, .phases = 0});
+    unit.publish("hwocp", "not tripped");
+    unit.outlet(1).publish("hwocp", "not tripped");
     const texts others = {failure_text, no_such_ipdu, unsupported};
     for (const char *line : {"hwocp", "hwocp 1", "hwocp 1 reset"})
         expect_with_each_allocation_failing(others, [&] { return answer(line); });
     const texts partial = {declined, no_such_ipdu, unsupported, unit_ok};
-    expect_with_each_allocation_failing(partial, [] { return answer_from_tree(cmd_hwocp); });
     expect_with_each_allocation_failing(partial, [] { return answer_from_tree(cmd_hwocp_pdu, {"1"}); });
     unit.outlet(1).publish("hwocp", "tripped");
     expect_with_each_allocation_failing(partial, [] { return answer_from_tree(cmd_hwocp_pdu_reset, {"1"}); });
