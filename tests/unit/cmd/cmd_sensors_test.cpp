@@ -150,6 +150,29 @@ INSTANTIATE_TEST_SUITE_P(types, types_of_sensors,
                                          type_text{"humidity and internal-temperature", "internal temperature"},
                                          type_text{"UNDEFINED air-flow", "air-flow"}));
 
+TEST(types_of_sensors_in_order, first_of_the_table_wins_wherever_it_stands_in_the_text)
+{
+    const texts order = {"internal-temperature",
+                         "external-temperature",
+                         "humidity",
+                         "dry-contact",
+                         "water-level",
+                         "motion",
+                         "smoke",
+                         "air-flow",
+                         "UNDEFINED"};
+    fake_chain chain;
+    fake_node sensor = serve_sensor(chain.unit({.envmons = 1}).envmon(1), "");
+    for (size_t first = 0; first < order.size(); first++)
+        for (size_t second = first + 1; second < order.size(); second++) {
+            sensor.serve("type", order[second] + order[first]);
+            std::string shown = order[first];
+            if (first < 2)
+                shown[shown.find('-')] = ' ';
+            EXPECT_EQ(answer("sensors 1 E1"), long_line(shown, "E1", celsius));
+        }
+}
+
 TEST_P(sensors, type_without_a_name_is_a_failure)
 {
     for (const char *type : {"", "temperature", "undefined", "Humidity %s"}) {
