@@ -35,9 +35,9 @@ static int silent_name_in_tree(const measure_node &node, element_name *name)
 
 static owned_text make_tail(const char *label, bool summary, const measure_reading &reading)
 {
-    double min = reading.value[value_min], avg = reading.value[value_avg];
     if (reading.count < value_count)
         return nullptr;
+    double min = reading.value[value_min], avg = reading.value[value_avg];
     return summary ? new_text(",%.1fA,%.1fA", min, avg)
                    : new_text(". Minimum current%s: %.1fA. Average current%s: %.1fA", label, min, label, avg);
 }

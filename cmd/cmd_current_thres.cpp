@@ -36,6 +36,7 @@ static int refuse_legacy(const measure_node &node)
 static bool is_number(const char *text)
 {
     char *end;
+    // Intended: `errno` is not cleared before (all readings take an old range error for their own).
     strtod(text, &end);
     return errno != ERANGE && *end == '\0';
 }

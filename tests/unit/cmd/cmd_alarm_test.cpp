@@ -243,6 +243,16 @@ TEST_F(alarm_command, setting_a_unit_and_its_elements)
     EXPECT_EQ(answer("alarm 1 0.25 O2"), "Setting alarm threshold on IPDU #1 outlet 2 to 0.2A\n");
 }
 
+TEST_F(alarm_command, value_out_of_range_or_none_at_all_is_left_to_the_daemon)
+{
+    serve_all();
+    EXPECT_EQ(answer("alarm 1 1e999"), "Setting alarm threshold on IPDU #1 to infA\n");
+    EXPECT_EQ(answer("alarm 1 nan P1"), "Setting alarm threshold on IPDU #1 phase P1 to nanA\n");
+    tree.refuse("admin", unit.path("current-alarm"));
+    EXPECT_EQ(answer("alarm unit1 1e3"), invalid_value);
+    EXPECT_FAILURES({"Fail to set threshold 1000.0 for pdu 1@1"});
+}
+
 TEST_F(alarm_command, unit_is_located_before_the_value_is_tested)
 {
     serve_all();
@@ -295,10 +305,13 @@ TEST_F(alarm_command, unit_without_elements_and_node_is_set_in_silence)
     EXPECT_EQ(last_result(), 0);
     EXPECT_FAILURES({"Node alarm unavailable for 2@1"});
     cli_own_name = 0;
-    tree.refuse("mlist", "power.port.1.pdu.2.outlet");
-    called done = call(row_unit_set, {"unit2", 5.0});
-    EXPECT_EQ(done.result, 1) << "a walk that failed";
-    EXPECT_EQ(done.text, invalid_value);
+    for (const char *list : {"power.port.1.pdu.2.phase", "power.port.1.pdu.2.circuit", "power.port.1.pdu.2.outlet"}) {
+        tree.refuse("mlist", list);
+        called done = call(row_unit_set, {"unit2", 5.0});
+        EXPECT_EQ(done.result, 1) << list;
+        EXPECT_EQ(done.text, invalid_value) << list;
+        tree.allow("mlist", list);
+    }
 }
 
 // Intended: the failure of the first element stands before the lines of those that follow.

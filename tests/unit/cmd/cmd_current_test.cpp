@@ -158,6 +158,25 @@ TEST_F(current_command, legacy_unit_shows_and_clears_the_maximum_alone)
     EXPECT_EQ(answer("current reset 1"), "IPDU #1: Clearing maximum recorded current to zero.\n");
 }
 
+TEST_F(current_command, each_unit_of_a_walk_is_served_by_its_own_family)
+{
+    chain.unit({.outlets = 0, .phases = 0, .model = 127}).publish("current", "2.5").publish("current-max", "3.0");
+    with_current(bare_unit(), "2.6");
+    EXPECT_EQ(answer("current summary"), "1:2.5A,3.0A\n2:2.6A,3.0A,0.1A,1.2A\n");
+    EXPECT_EQ(answer("current reset"), "IPDU #1: Clearing maximum recorded current to zero.\n"
+                                       "IPDU #2: Clearing maximum, minimum and average recorded current to zero.\n");
+    chain.at(1).without("current");
+    EXPECT_EQ(answer("current reset"), "IPDU #2: Clearing maximum, minimum and average recorded current to zero.\n");
+    EXPECT_FAILURES({"Node current unavailable for 1@1", "Fail to execute for PDU 1"});
+}
+
+TEST_F(current_command, name_with_a_percent_sign_is_shown_as_it_is)
+{
+    full_unit().phase(1).publish("sys-name", "%n%s");
+    EXPECT_EQ(answer("current summary 1 %n%s"), "1,%n%s:2.5A,3.0A,0.1A,1.2A\n");
+    EXPECT_EQ(answer("current 1 %n%s"), element_line("phase %n%s"));
+}
+
 TEST_F(current_command, reset_of_a_unit_leaves_its_elements)
 {
     full_unit();

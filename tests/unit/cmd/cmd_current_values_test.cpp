@@ -291,6 +291,20 @@ TEST(current_element, unknown_type_is_refused)
     EXPECT_FAILURES({"Invalid elem to find a list: 1@1, type 4", "Node current unavailable for 2@1@1"});
 }
 
+TEST(current_element, empty_name_in_the_segment_makes_no_line)
+{
+    fake_chain chain;
+    fake_node unit = chain.unit({.outlets = 1, .phases = 1, .circuits = 1});
+    for (const fake_node &node : {unit.phase(1), unit.circuit(1), unit.outlet(1)})
+        for (const char *leaf : leaves)
+            node.publish(leaf, "1.0").poll("sys-name", "");
+    for (int type : {elem_phase, elem_circuit}) {
+        EXPECT_EQ(call_element(current_elem_get, row_element, type, 1, 0).result, 1);
+        EXPECT_FAILURES({"No element string to print for 1@1@1"});
+    }
+    EXPECT_EQ(call_element(current_elem_get, row_element_summary, elem_outlet, 1, 1).text, "1,1:1.0A,1.0A,1.0A,1.0A\n");
+}
+
 struct current_element_in_tree : current_node {};
 INSTANTIATE_TEST_SUITE_P(elements, current_element_in_tree, elements_by_tree, title);
 

@@ -78,7 +78,8 @@ TEST_F(banks, value_without_a_circuit_a_value_or_a_segment_is_0)
 
 TEST_F(banks, value_that_is_no_number_is_0)
 {
-    unit.circuit(2).publish("voltage-type", "MEASURED");
+    unit.circuit(2).publish("cumulative-starttime", "2011-07-22 13:17:00").publish("voltage-type", "MEASURED");
+    EXPECT_EQ(value_dummy_bank(1, 1, 2, shm_mask_cumulative_starttime), 0.0) << "not 2011";
     EXPECT_EQ(value_dummy_bank(1, 1, 2, shm_mask_voltage_type), 0.0);
 }
 
