@@ -1,5 +1,5 @@
-// current: the current of units, phases, segments and outlets, with its recorded extremes. A legacy unit keeps the maximum
-// alone.
+// current: the current of units, phases, segments and outlets, with its recorded extremes. A legacy unit keeps the
+// maximum alone.
 
 #include "cmd/cmd_current.h"
 

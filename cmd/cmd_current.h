@@ -8,7 +8,7 @@ extern const measure current_measure;
 
 READING_COMMAND(current);
 
-// The thresholds. Workers: 0 once their line is added, else 1; the one that sets takes the thresholds' text as its rest.
+// The thresholds. Workers: 0 once their line is added, else 1; the one that sets takes their text as its rest.
 int current_pdu_thres(int row, char **out, int port, int pdu, va_list *rest);
 int current_elem_thres(int port, int pdu, int type, int row, char **out, int elem, va_list *rest);
 int current_thres_set(int port, int pdu, int type, int row, char **out, int elem, va_list *rest);

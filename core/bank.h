@@ -12,8 +12,8 @@ double value_dummy_bank(int port, int pdu, int elem, uint32_t mask);
 double sum_dummy_bank(int port, int pdu, int elem, uint32_t mask);
 double first_dummy_bank(int port, int pdu, int elem, uint32_t mask);
 
-// The bank's power factor, 0.0 to 1.0, out of its power, current and voltage. The mask of the power factor, its minimum,
-// maximum or average says which of those are taken; any other gives 0.0.
+// The bank's power factor, 0.0 to 1.0, out of its power, current and voltage. The mask of the power factor, its
+// minimum, maximum or average says which of those are taken; any other gives 0.0.
 double pf_dummy_bank(int port, int pdu, int elem, uint32_t mask);
 
 // Adds what the command of the row answers for the bank of that name. 1 if it was added; 0 for a legacy unit, a name
