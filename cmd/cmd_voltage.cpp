@@ -131,7 +131,8 @@ int voltage_pdu_get(int row, char **out, int port, int pdu, va_list *rest)
         read_voltage(unit, *out, &mark, &reading) || print_reading(voltage_measure, row, out, unit, summary, reading);
     show_elements(row, out, unit, voltage_elem_get, summary);
     // Intended: behind other units the line comes only for the two refusals that set the mark (scripts count lines).
-    if (length_of(*out) == 0 || length_of(*out) == mark)
+    // Where nothing set it the mark is 0, the length of nothing shown.
+    if (length_of(*out) == mark)
         append_output(out, "IPDU #%d does not have voltage sensor.\n", pdu);
     return failure_tail(result, row, out);
 }

@@ -28,17 +28,7 @@ struct power : measured_chain {
     {
         return chain.unit({.outlets = 2, .phases = phases, .circuits = 1, .model = model});
     }
-    called show(const measured_level &level)
-    {
-        int row = row_of("power");
-        return level.type == elem_pdu ? call_unit(power_pdu_get, row)
-                                      : call_element(power_elem_get, row, level.type, level.elem);
-    }
-    void renew()
-    {
-        fakes::reset();
-        chain = fake_chain();
-    }
+    called show(const measured_level &level) { return call_node(power_pdu_get, power_elem_get, "power", level); }
 };
 
 // --- Units and their elements ---------------------------------------------------------------------------------------
@@ -204,8 +194,7 @@ TEST_F(power, name_that_cannot_be_read_ends_behind_all_values)
         node.refuse("info", "sys-name");
         cli_own_name = 0;
         EXPECT_EQ(show(level).result, 1);
-        EXPECT_FAILURES(
-            {std::string("Fail to get info for element ") + level.at + ", type " + std::to_string(level.type)});
+        EXPECT_FAILURES({std::string("Fail to get info for element ") + level.at + typed(level)});
         EXPECT_EQ(exchanges().back(), "info " + node.path("power-avg"));
     }
 }

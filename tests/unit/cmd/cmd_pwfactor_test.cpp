@@ -33,14 +33,7 @@ struct pwfact : measured_chain {
     }
     called show(const measured_level &level)
     {
-        int row = row_of("powerfactor");
-        return level.type == elem_pdu ? call_unit(pwfact_pdu_get, row)
-                                      : call_element(pwfact_elem_get, row, level.type, level.elem);
-    }
-    void renew()
-    {
-        fakes::reset();
-        chain = fake_chain();
+        return call_node(pwfact_pdu_get, pwfact_elem_get, "powerfactor", level);
     }
 };
 
@@ -180,8 +173,7 @@ TEST_F(pwfact, name_that_cannot_be_read_ends_behind_all_values)
         node.refuse("info", "sys-name");
         cli_own_name = 0;
         EXPECT_EQ(show(level).result, 1);
-        EXPECT_FAILURES({"using tsapi", std::string("Fail to get info for element ") + level.at + ", type " +
-                                            std::to_string(level.type)});
+        EXPECT_FAILURES({"using tsapi", std::string("Fail to get info for element ") + level.at + typed(level)});
         EXPECT_EQ(exchanges().back(), "info " + node.path("power-factor-avg"));
     }
 }

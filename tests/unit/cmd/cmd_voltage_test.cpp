@@ -67,8 +67,7 @@ TEST_F(voltage, shows_unit_then_phases_then_segments_then_outlets)
 TEST_F(voltage, legacy_unit_shows_the_voltage_alone)
 {
     for (int model : {127, 144, 0}) {
-        fakes::reset();
-        chain = fake_chain();
+        renew();
         fake_node unit = single(1, model);
         give(unit).publish("voltage", "230.0");
         give(unit.outlet(2), "231.0");
@@ -82,8 +81,7 @@ TEST_F(voltage, legacy_unit_shows_the_voltage_alone)
 TEST_F(voltage, legacy_unit_is_neither_probed_nor_read_beyond_the_voltage)
 {
     for (const measured_level &level : all_levels) {
-        fakes::reset();
-        chain = fake_chain();
+        renew();
         fake_node node = make(level, 127);
         node.serve("voltage", "230.0").serve("voltage-type", "Measured");
         cli_own_name = 0;
@@ -95,6 +93,22 @@ TEST_F(voltage, legacy_unit_is_neither_probed_nor_read_beyond_the_voltage)
         EXPECT_EQ(exchanges_of("info " + node.path("voltage")),
                   (texts{"info " + node.path("voltage-type"), "info " + node.path("voltage")}));
     }
+}
+
+TEST_F(voltage, value_that_is_no_number_drops_the_line_of_its_node_alone)
+{
+    chain.unit({.outlets = 0, .phases = 0});
+    fake_node unit = chain.unit({.outlets = 3, .phases = 0});
+    give(unit).serve("voltage", "12.5A");
+    give(unit.outlet(1), "231.0");
+    give(unit.outlet(2)).serve("voltage-max", "12.5A");
+    give(unit.outlet(3), "233.0");
+    cli_own_name = 0;
+    called done = call_unit(voltage_pdu_get, row_of("voltage"));
+    EXPECT_EQ(done.result, 1);
+    EXPECT_EQ(done.text, line("2", " for outlet 1", "231.0") + line("2", " for outlet 3", "233.0"));
+    EXPECT_FAILURES({"Fail to convert voltage 12.5A to double", "Fail to convert voltage-max 12.5A to double",
+                     "Fail to execute for elem 2, type 2"});
 }
 
 TEST_F(voltage, unit_that_the_segment_does_not_hold_is_read_from_the_tree)
@@ -136,8 +150,7 @@ TEST_F(voltage, segment_of_a_three_phase_unit_lies_between_two_lines)
 TEST_F(voltage, segment_of_a_unit_with_other_than_three_phases_is_a_segment)
 {
     for (int phases : {0, 1, 2}) {
-        fakes::reset();
-        chain = fake_chain();
+        renew();
         give(single(phases).circuit(1).publish("sys-name", "A"));
         EXPECT_EQ(answer("voltage 1 A"), line("1", " for segment A")) << phases;
         cli_own_name = 0;
@@ -171,13 +184,11 @@ TEST_F(voltage, segment_is_not_read_from_the_tree_without_the_number_of_phases)
 TEST_F(voltage, name_that_cannot_be_read_ends_behind_the_voltage)
 {
     for (const measured_level &level : {phase_level, circuit_level}) {
-        fakes::reset();
-        chain = fake_chain();
+        renew();
         fake_node node = give(make(level));
         node.refuse("info", "sys-name");
         EXPECT_EQ(call_on_tree(level.type, level.elem).result, 1);
-        EXPECT_FAILURES(
-            {std::string("Fail to get info for element ") + level.at + ", type " + std::to_string(level.type)});
+        EXPECT_FAILURES({std::string("Fail to get info for element ") + level.at + typed(level)});
         EXPECT_EQ(exchanges().back(), "info " + node.path("voltage"));
     }
 }
@@ -187,8 +198,7 @@ TEST_F(voltage, element_without_a_name_has_no_line)
     for (const measured_level &level : {phase_level, circuit_level})
         for (bool on_tree : {false, true})
             for (int summary : {0, 1}) {
-                fakes::reset();
-                chain = fake_chain();
+                renew();
                 give(make(level)).publish("sys-name", "");
                 cli_own_name = !on_tree;
                 called done = call_element(voltage_elem_get, row_of("voltage"), level.type, level.elem, summary);
@@ -263,8 +273,7 @@ TEST_F(voltage, kind_of_a_unit_that_the_segment_cannot_tell_comes_from_the_tree)
 TEST_F(voltage, kind_of_an_element_comes_from_its_source_alone)
 {
     for (const measured_level &level : element_levels) {
-        fakes::reset();
-        chain = fake_chain();
+        renew();
         fake_node node = give(make(level));
         std::string at = level.at;
         auto shown = [&] { return call_element(voltage_elem_get, row_of("voltage"), level.type, level.elem).text; };

@@ -33,6 +33,12 @@ inline std::ostream &operator<<(std::ostream &out, const measured_level &level)
     return out << level.name;
 }
 
+// How a log line about an element ends.
+inline std::string typed(const measured_level &level)
+{
+    return ", type " + std::to_string(level.type);
+}
+
 // The second unit of a chain of two. For the level of units it has no elements, so that nothing but its own reading is
 // seen.
 struct measured_chain : testing::Test {
@@ -61,6 +67,12 @@ struct measured_chain : testing::Test {
     {
         unit_for(level, model);
         return node_at(level);
+    }
+    // Everything from its beginning, for another case in the same test.
+    void renew()
+    {
+        fakes::reset();
+        chain = fake_chain();
     }
     // The unit is gone from the segment and stays in the tree.
     void hide_from_segment() { chain.at(2).pdu_record().id = 99; }
@@ -106,6 +118,13 @@ inline called call_unit(pdu_callback worker, int row, int summary = 0)
 inline called call_element(elem_callback worker, int row, int type, int elem, int summary = 0)
 {
     return call_worker([=](char **out) { return one_element(1, 2, type, row, out, elem, worker, summary); });
+}
+
+inline called call_node(pdu_callback of_unit, elem_callback of_element, const std::string &pattern,
+                        const measured_level &level, int summary = 0)
+{
+    return level.type == elem_pdu ? call_unit(of_unit, row_of(pattern), summary)
+                                  : call_element(of_element, row_of(pattern), level.type, level.elem, summary);
 }
 
 inline texts exchanges_of(const std::string &verb)

@@ -91,16 +91,12 @@ struct resets : measured_chain, testing::WithParamInterface<where> {
     }
     std::string line() const { return filled(m.line, between_lines() ? "between S and 3 " : level.cleared); }
     std::string command() const { return std::string(m.command) + " reset 2" + level.word; }
-    std::string typed() const { return ", type " + std::to_string(level.type); }
     std::string element_refusal() const
     {
-        return std::string("Fail to reset ") + m.log_word + " for element " + level.at + typed();
+        return std::string("Fail to reset ") + m.log_word + " for element " + level.at + typed(level);
     }
-    called run(int row) const
-    {
-        return is_unit() ? call_unit(m.pdu_reset, row) : call_element(m.elem_reset, row, level.type, level.elem);
-    }
-    called run() const { return run(row_of(std::string(m.command) + " reset")); }
+    called run(const std::string &pattern) const { return call_node(m.pdu_reset, m.elem_reset, pattern, level); }
+    called run() const { return run(std::string(m.command) + " reset"); }
     std::string operation(fake_node node) const { return "admin " + node.path(m.operation); }
 };
 
@@ -162,7 +158,7 @@ TEST_P(resets, works_where_the_segment_is_out_of_reach)
 TEST_P(resets, row_without_a_format_is_done_without_a_line)
 {
     fake_node node = ready();
-    called done = run(row_of("shell"));
+    called done = run("shell");
     EXPECT_EQ(done.result, 0);
     EXPECT_FALSE(done.text);
     EXPECT_EQ(exchanges_of("admin"), texts{operation(node)});
@@ -173,8 +169,7 @@ TEST_P(resets, row_without_a_format_is_done_without_a_line)
 TEST_P(resets, legacy_unit_is_refused)
 {
     for (int model : {127, 144, 0}) {
-        fakes::reset();
-        chain = fake_chain();
+        renew();
         ready(model);
         called done = run();
         EXPECT_EQ(done.result, 1);
@@ -218,8 +213,9 @@ TEST_P(resets, capabilities_that_cannot_be_listed_are_absent)
     fake_node node = ready();
     tree.drop("mlist", node.path());
     EXPECT_EQ(run().result, 1);
-    EXPECT_FAILURES({is_unit() ? "Fail to retrieve list of pdu capabilities in 2@1"
-                               : std::string("Fail to retrieve list of element capabilities in ") + level.at + typed(),
+    EXPECT_FAILURES({is_unit()
+                         ? "Fail to retrieve list of pdu capabilities in 2@1"
+                         : std::string("Fail to retrieve list of element capabilities in ") + level.at + typed(level),
                      "Node " + m.needed[0] + " unavailable for " + level.at});
 }
 
@@ -297,7 +293,7 @@ TEST_P(resets, line_that_cannot_be_added_is_logged)
 {
     ready();
     std::string wanted =
-        std::string("Fail to printf pdu 2 reset ") + m.log_word + " string" + (is_unit() ? "" : typed());
+        std::string("Fail to printf pdu 2 reset ") + m.log_word + " string" + (is_unit() ? "" : typed(level));
     std::set<std::string> seen;
     each_failing_allocation([&](int) {
         called done = run();

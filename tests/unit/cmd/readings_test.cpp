@@ -109,13 +109,15 @@ struct readings : measured_chain, testing::WithParamInterface<where> {
     {
         return is_unit() && m.pdu_get == voltage_pdu_get ? "IPDU #2 does not have voltage sensor.\n" : failure_text;
     }
+    called work(int summary = 0) const
+    {
+        return call_node(m.pdu_get, m.elem_get, std::string(m.command) + (summary ? " summary" : ""), level, summary);
+    }
     // The worker alone, past the gate, with the whole segment out of reach.
     called call_on_tree(int summary = 0)
     {
         cli_own_name = 0;
-        int row = row_of(std::string(m.command) + (summary ? " summary" : ""));
-        return is_unit() ? call_unit(m.pdu_get, row, summary)
-                         : call_element(m.elem_get, row, level.type, level.elem, summary);
+        return work(summary);
     }
     std::optional<std::string> unread() const
     {
@@ -133,9 +135,8 @@ struct readings : measured_chain, testing::WithParamInterface<where> {
     }
     std::string unreadable(int i) const
     {
-        return is_unit()
-                   ? std::string("Fail to get ") + m.reads[i] + " for pdu 2@1"
-                   : std::string("Fail to get info for element ") + level.at + ", type " + std::to_string(level.type);
+        return is_unit() ? std::string("Fail to get ") + m.reads[i] + " for pdu 2@1"
+                         : std::string("Fail to get info for element ") + level.at + typed(level);
     }
     texts expected_log(texts before, const std::string &last) const
     {
@@ -163,8 +164,8 @@ TEST_P(readings, shows_what_the_segment_holds)
     fake_node node = measured();
     EXPECT_EQ(answer(command()), line(m.polled));
     EXPECT_EQ(last_result(), 0);
-    EXPECT_EQ(value_reads(node), texts{});
-    EXPECT_EQ(exchanges_of("mlist " + node.path() + " "), texts{});
+    EXPECT_EQ(exchanges_of("mlist " + node.path()), texts{});
+    EXPECT_EQ(exchanges_of("info " + node.path() + "."), texts{});
     EXPECT_EQ(answer(command(" summary")), short_line(m.polled));
     EXPECT_EQ(value_reads(node), texts{});
 }
@@ -216,9 +217,7 @@ TEST_P(readings, each_absent_value_is_named_and_leaves_the_line_out)
     fake_node node = measured();
     for (int i = 0; i < 4; i++) {
         node.without(m.leaves[i]);
-        std::string row = m.command;
-        called done = is_unit() ? call_unit(m.pdu_get, row_of(row))
-                                : call_element(m.elem_get, row_of(row), level.type, level.elem);
+        called done = work();
         EXPECT_EQ(done.result, 1);
         EXPECT_EQ(done.text, unread()) << m.leaves[i];
         EXPECT_EQ(failures(), (texts{std::string("Node ") + m.leaves[i] + " unavailable for " + level.at}));
@@ -246,9 +245,9 @@ TEST_P(readings, capabilities_that_cannot_be_listed_are_absent)
     called done = call_on_tree();
     EXPECT_EQ(done.result, 1);
     EXPECT_EQ(done.text, unread());
-    std::string list = is_unit() ? "Fail to retrieve list of pdu capabilities in 2@1"
-                                 : std::string("Fail to retrieve list of element capabilities in ") + level.at +
-                                       ", type " + std::to_string(level.type);
+    std::string list = is_unit()
+                           ? "Fail to retrieve list of pdu capabilities in 2@1"
+                           : std::string("Fail to retrieve list of element capabilities in ") + level.at + typed(level);
     EXPECT_FAILURES({list, std::string("Node ") + m.leaves[0] + " unavailable for " + level.at});
 }
 
@@ -291,7 +290,7 @@ TEST_P(readings, each_value_that_is_no_number_is_logged_as_it_came)
 {
     fake_node node = measured();
     for (int i = 0; i < 4; i++) {
-        for (const char *text : {"12.5A", "x", "1 2", "1e999"}) {
+        for (const char *text : {"12.5A", "x", "1 2", "1e999", "1e-999"}) {
             errno = 0;
             node.serve(m.leaves[i], text);
             called done = call_on_tree();
@@ -355,14 +354,12 @@ TEST_P(readings, line_that_cannot_be_added_is_logged)
 {
     measured();
     for (int summary : {0, 1}) {
-        int row = row_of(std::string(m.command) + (summary ? " summary" : ""));
         std::string wanted = std::string("Fail to printf pdu 2 ") + (summary ? "summary " : "") + m.log_word + " " +
-                             m.polled[0] + " string" + (is_unit() ? "" : ", type " + std::to_string(level.type));
+                             m.polled[0] + " string" + (is_unit() ? "" : typed(level));
         std::set<std::string> seen;
         each_failing_allocation([&](int) {
             errno = 0;
-            called done = is_unit() ? call_unit(m.pdu_get, row, summary)
-                                    : call_element(m.elem_get, row, level.type, level.elem, summary);
+            called done = work(summary);
             EXPECT_EQ(done.result == 0, done.text && done.text != unread());
             for (const std::string &message : failures())
                 seen.insert(message);
@@ -429,7 +426,7 @@ TEST_P(readings, row_without_a_format_is_done_without_a_line)
     measured();
     int row = row_of("shell");
     ASSERT_EQ(command_table[row].format, nullptr);
-    called done = is_unit() ? call_unit(m.pdu_get, row) : call_element(m.elem_get, row, level.type, level.elem);
+    called done = call_node(m.pdu_get, m.elem_get, command_table[row].pattern, level);
     EXPECT_EQ(done.result, 0);
     EXPECT_EQ(done.text, unread());
 }
@@ -439,7 +436,7 @@ TEST_P(readings, failure_of_a_row_with_an_error_format_is_told_in_its_words)
     measured().without(m.leaves[0]);
     int row = row_of("alarm");
     ASSERT_STREQ(command_table[row].error_format, "Invalid current threshold value.\n");
-    called done = is_unit() ? call_unit(m.pdu_get, row) : call_element(m.elem_get, row, level.type, level.elem);
+    called done = call_node(m.pdu_get, m.elem_get, command_table[row].pattern, level);
     EXPECT_EQ(done.result, 1);
     EXPECT_EQ(done.text, unread().value_or("Invalid current threshold value.\n"));
 }
