@@ -57,7 +57,7 @@ int convert(const char *word, const owned_text &text, double *value)
         return 1;
     char *end;
     // Intended: `errno` is not cleared before, so that an old range error fails the value too (all readings do so).
-    *value = strtod(text.get(), &end);
+    *value = real_value(text.get(), &end);
     if (errno == ERANGE || *end)
         return log_failure("Fail to convert %s %s to double", word, text.get());
     return 0;

@@ -14,6 +14,7 @@
 #include "core/log.h"
 #include "core/render.h"
 #include "core/shm_layout.h"
+#include "core/utils.h"
 #include "core/ztd_shm.h"
 #include "shell/cli.h"
 
@@ -28,7 +29,7 @@ double value_dummy_bank(int port, int pdu, int elem, uint32_t mask)
         return 0.0;
     char *end;
     // Intended: `errno` is not cleared before (all readings take an old range error for their own).
-    double value = strtod(text.get(), &end);
+    double value = real_value(text.get(), &end);
     if (errno == ERANGE || *end)
         return 0.0;
     log_debug("val %f", value);

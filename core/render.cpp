@@ -3,7 +3,6 @@
 #include "core/render.h"
 
 #include <charconv>
-#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -30,6 +29,8 @@ struct sensor_unit {
 static constexpr sensor_unit sensor_units[] = {
     {"oF", 0.0, "\370F"}, {"oC", 0.0, "\370C"}, {"K", 273.15, "\370C"}, {"afu", 0.0, "afu"}, {"%", 0.0, "%"},
 };
+
+static constexpr size_t usual_text_size = 512;
 
 // The word for a code from 1.
 template <size_t count> static const char *status_word(const char *const (&words)[count], int code)
@@ -88,12 +89,29 @@ int sensor_value_str(const char *unit, const char *value, char **text)
     return 0;
 }
 
+owned_text new_text_of(const char *format, va_list values)
+{
+    // Most texts are short, and the library would grow a short text's memory in steps.
+    char usual[usual_text_size];
+    va_list again;
+    va_copy(again, values);
+    const int length = vsnprintf(usual, sizeof usual, format, values);
+    char *text = nullptr;
+    if (length >= static_cast<int>(sizeof usual)) {
+        if (vasprintf(&text, format, again) < 0)
+            text = nullptr;
+    } else if (length >= 0) {
+        text = strdup(usual);
+    }
+    va_end(again);
+    return owned_text(text);
+}
+
 owned_text new_text(const char *format, ...)
 {
-    char *text;
-    va_list rest;
-    va_start(rest, format);
-    int length = vasprintf(&text, format, rest);
-    va_end(rest);
-    return owned_text(length < 0 ? nullptr : text);
+    va_list values;
+    va_start(values, format);
+    owned_text text = new_text_of(format, values);
+    va_end(values);
+    return text;
 }

@@ -3,6 +3,7 @@
 
 #include "client/types.h"
 
+#include <cstdarg>
 #include <cstddef>
 #include <ctime>
 
@@ -24,3 +25,4 @@ int sensor_value_str(const char *unit, const char *value, char **text);
 
 // What printf would print, as new text; missing without memory.
 owned_text new_text(const char *format, ...) __attribute__((format(printf, 1, 2)));
+owned_text new_text_of(const char *format, va_list values) __attribute__((format(printf, 1, 0)));

@@ -72,63 +72,32 @@ inline const shm_port *first_port(const shm_view &segment)
     return record_at<shm_port>(segment, fetch(root_record(segment).ports));
 }
 
-// A walk over all units in segment order. While it stands on a unit, `port` and `pdu` are the tree's numbers for it.
-// It stands here whole, since a listing walks the chain a dozen times for each outlet.
-struct unit_walk {
-    shm_view segment;
-    uint32_t next_port;
-    uint32_t next_pdu;
-    size_t ports_left; // how many records could lie in the segment: a chain that closes on itself ends here
-    size_t pdus_left;
-    bool local;
-    int port;
-    int pdu;
-    const shm_pdu *record;
-};
-
-// Stands before the first unit.
-inline unit_walk walk_units(const shm_view &segment)
+// Shows each unit in segment order to `visit(port, pdu, record)`, with the tree's numbers for it, until one makes it
+// answer true; false behind the last. The port of the appliance's own unit and the one behind it make up one port of
+// the tree: the own unit is its pdu 1, and the units chained behind, which the records count from 1 too, follow from 2.
+// It stands here whole, two plain loops, since a listing goes over the chain a dozen times for each outlet.
+template <class Visit> bool any_unit(const shm_view &segment, Visit visit)
 {
-    return {
-        .segment = segment,
-        .next_port = fetch(root_record(segment).ports),
-        .next_pdu = 0,
-        .ports_left = segment.size / sizeof(shm_port),
-        .pdus_left = segment.size / sizeof(shm_pdu),
-        .local = false,
-        .port = 0,
-        .pdu = 0,
-        .record = nullptr,
-    };
-}
-
-// The port of the appliance's own unit and the one behind it make up one port of the tree: the own unit is its pdu 1,
-// and the units chained behind, which the records count from 1 too, follow from 2.
-inline bool enter_port(unit_walk &walk)
-{
-    const shm_port *port = walk.ports_left > 0 ? record_at<shm_port>(walk.segment, walk.next_port) : nullptr;
-    if (!port)
-        return false;
-    walk.ports_left--;
-    walk.next_port = fetch(port->next);
-    walk.next_pdu = fetch(port->pdus);
-    walk.local = holds(port->name, shm_local_port_name);
-    walk.port = fetch(port->id) - (walk.local ? 0 : 1);
-    return true;
-}
-
-// Steps to the next unit; false behind the last.
-inline bool next_unit(unit_walk &walk)
-{
-    do {
-        walk.record = walk.pdus_left > 0 ? record_at<shm_pdu>(walk.segment, walk.next_pdu) : nullptr;
-        if (walk.record) {
-            walk.pdus_left--;
-            walk.next_pdu = fetch(walk.record->next);
-            walk.pdu = fetch(walk.record->id) + (walk.local ? 0 : 1);
-            return true;
+    // As many records as could lie in the segment: a chain that closes on itself ends there.
+    size_t pdus_left = segment.size / sizeof(shm_pdu);
+    uint32_t next_port = fetch(root_record(segment).ports);
+    for (size_t ports_left = segment.size / sizeof(shm_port); ports_left > 0; ports_left--) {
+        const shm_port *port = record_at<shm_port>(segment, next_port);
+        if (!port)
+            return false;
+        next_port = fetch(port->next);
+        uint32_t next_pdu = fetch(port->pdus);
+        const int shift = holds(port->name, shm_local_port_name) ? 0 : 1;
+        const int number = fetch(port->id) - shift;
+        for (; pdus_left > 0; pdus_left--) {
+            const shm_pdu *pdu = record_at<shm_pdu>(segment, next_pdu);
+            if (!pdu)
+                break;
+            next_pdu = fetch(pdu->next);
+            if (visit(number, fetch(pdu->id) + shift, *pdu))
+                return true;
         }
-    } while (enter_port(walk));
+    }
     return false;
 }
 

@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 #include "core/identifiers.h"
@@ -20,6 +22,34 @@ int decimal_value(const char *text)
     // As `atoi`, but with the same answer for a number out of range whatever the size of a long.
     long value = strtol(text, nullptr, 10);
     return static_cast<int>(std::clamp<long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+double real_value(const char *text, char **end)
+{
+    static constexpr double powers[] = {1,   1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                        1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    static constexpr ptrdiff_t most_digits = std::size(powers) - 1;
+    const bool negative = *text == '-';
+    const char *at = text + negative;
+    const char *point = nullptr;
+    int64_t digits = 0;
+    ptrdiff_t count = 0;
+    for (; count <= most_digits; at++) {
+        if (*at >= '0' && *at <= '9') {
+            digits = digits * 10 + (*at - '0');
+            count++;
+        } else if (*at == '.' && !point) {
+            point = at;
+        } else {
+            break;
+        }
+    }
+    if (*at || count == 0 || count > most_digits)
+        return strtod(text, end);
+    *end = const_cast<char *>(at);
+    // Both numbers are exact, so that the one division rounds to what strtod answers.
+    const double value = static_cast<double>(digits) / powers[point ? at - point - 1 : 0];
+    return negative ? -value : value;
 }
 
 int locate_pdu(const char *text, unit *at, char **out, const char *log_word)

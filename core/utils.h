@@ -14,6 +14,9 @@ struct unit {
 // The number that the text begins with, 0 where it begins with none; beyond the range of int, the end of that range.
 int decimal_value(const char *text);
 
+// As strtod, `errno` included; quick for the short decimals in which values come.
+double real_value(const char *text, char **end);
+
 // Resolves an `IPDU number or ID`: an ID first, then the decimal value of the text. 0 with `*at` filled, or 1 with
 // "No such IPDU. ..." added to `out`. The number typed is handed on unchanged, beside the port found for it. `log_word`
 // stands in the log where that text could not be added.

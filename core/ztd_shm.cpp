@@ -89,10 +89,9 @@ template <class Ask> static int first_answer(int port, int pdu, Ask ask)
 {
     if (shm_usable() < 0)
         return 1;
-    for (unit_walk walk = walk_units(segment()); next_unit(walk);)
-        if (walk.port == port && walk.pdu == pdu && ask(*walk.record))
-            return 0;
-    return 1;
+    return !any_unit(segment(), [&](int of_port, int number, const shm_pdu &unit) {
+        return of_port == port && number == pdu && ask(unit);
+    });
 }
 
 int node_caps_shm(int port, int pdu, int elem, int type, uint32_t mask)
@@ -237,9 +236,8 @@ int list_int_pdu_shm(int port, paramtype_int_list **list)
     if (shm_usable() < 0)
         return 1;
     int_list_builder pdus;
-    for (unit_walk walk = walk_units(segment()); next_unit(walk);)
-        if (walk.port == port && !pdus.add(walk.pdu))
-            return 1;
+    if (any_unit(segment(), [&](int of_port, int pdu, const shm_pdu &) { return of_port == port && !pdus.add(pdu); }))
+        return 1;
     *list = pdus.head.release();
     return 0;
 }
@@ -271,13 +269,13 @@ int list_int_elem_shm(int port, int pdu, int type, paramtype_int_list **list)
     if (type < elem_phase || type > elem_outlet || shm_usable() < 0)
         return 1;
     int_list_builder ids;
-    for (unit_walk walk = walk_units(segment()); next_unit(walk);) {
-        if (walk.port != port || walk.pdu != pdu)
-            continue;
-        if (!(type == elem_outlet ? add_outlets(ids, *walk.record) : add_elems(ids, *walk.record, type)))
-            return 1; // counts and records that don't fit together: the tree knows better
-        break;
-    }
+    bool whole = true;
+    first_answer(port, pdu, [&](const shm_pdu &unit) {
+        whole = type == elem_outlet ? add_outlets(ids, unit) : add_elems(ids, unit, type);
+        return true;
+    });
+    if (!whole)
+        return 1; // counts and records that don't fit together: the tree knows better
     *list = ids.head.release();
     return 0;
 }
@@ -300,20 +298,16 @@ int name2id_shm(const char *name, int kind, int wanted, const void *, int *resul
 {
     if (!name || !result || (kind != name_of_outlet && kind != name_of_pdu) || shm_usable() < 0)
         return 1;
-    for (unit_walk walk = walk_units(segment()); next_unit(walk);) {
-        int outlet = kind == name_of_outlet ? outlet_named(*walk.record, name) : -1;
-        if (kind == name_of_outlet ? outlet < 0 : !field_copy(walk.record->name).is(name))
-            continue;
-        switch (wanted) {
-        case wanted_port:
-            return !give_number(result, walk.port);
-        case wanted_pdu:
-            return !give_number(result, walk.pdu);
-        case wanted_outlet:
-            return outlet < 0 || !give_number(result, outlet);
-        default:
-            return 1;
-        }
-    }
-    return 1;
+    // The first of that name decides, also where it has no such number.
+    bool given = false;
+    any_unit(segment(), [&](int port, int pdu, const shm_pdu &unit) {
+        int outlet = kind == name_of_outlet ? outlet_named(unit, name) : -1;
+        if (kind == name_of_outlet ? outlet < 0 : !field_copy(unit.name).is(name))
+            return false;
+        given = wanted == wanted_port || wanted == wanted_pdu || (wanted == wanted_outlet && outlet >= 0);
+        if (given)
+            *result = wanted == wanted_port ? port : wanted == wanted_pdu ? pdu : outlet;
+        return true;
+    });
+    return !given;
 }

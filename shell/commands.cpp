@@ -160,7 +160,7 @@ int treat_command(char *line)
 
     if (cli_debug)
         print_times(command, timed ? time_stamp() - start : 0); // debug mode may have come with a signal in between
-    free(out);
+    drop_output(&out);
     return going;
 }
 
@@ -169,7 +169,7 @@ int cmd_usage(int row, char **out, command_args)
     const command_row &shown = command_table[row];
     if (!shown.format)
         return 0;
-    free(*out);
+    drop_output(out);
     *out = strdup(shown.format);
     if (!*out)
         log_failure("Fail to copy the usage of %s", shown.pattern);

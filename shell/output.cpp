@@ -12,32 +12,54 @@
 #include "ci.h"
 #include "client/types.h"
 #include "core/log.h"
+#include "core/render.h"
 #include "shell/input.h"
 
 double tsapi_usec;
 static double tsapi_mark; // stamp of the last start or stop
+
+// The accumulator that was added to last, and its length: looking for its end each time would cost a listing the square
+// of its size.
+static struct {
+    const char *text;
+    size_t length;
+} last_output;
+
+static size_t output_length(const char *text)
+{
+    if (!text)
+        return 0;
+    return text == last_output.text ? last_output.length : strlen(text);
+}
 
 int append_output(char **out, const char *format, ...)
 {
     if (!format || !*format)
         return 1;
 
-    char *text = nullptr;
     va_list values;
     va_start(values, format);
-    const int length = vasprintf(&text, format, values);
+    const owned_text fragment = new_text_of(format, values);
     va_end(values);
-    if (length < 0)
+    if (!fragment)
         return log_failure("Fail to append instance %s", format);
-    const owned_text fragment(text);
 
-    const size_t so_far = *out ? strlen(*out) : 0;
-    char *longer = static_cast<char *>(realloc(*out, so_far + static_cast<size_t>(length) + 1));
+    const size_t length = strlen(fragment.get());
+    const size_t so_far = output_length(*out);
+    char *longer = static_cast<char *>(realloc(*out, so_far + length + 1));
     if (!longer)
         return log_failure("Fail to append %s to accumulate string %s", fragment.get(), *out ? *out : "");
-    memcpy(longer + so_far, fragment.get(), static_cast<size_t>(length) + 1);
+    memcpy(longer + so_far, fragment.get(), length + 1);
     *out = longer;
+    last_output = {longer, so_far + length};
     return 0;
+}
+
+void drop_output(char **out)
+{
+    last_output = {};
+    free(*out);
+    *out = nullptr;
 }
 
 void cli_output(const char *text)
@@ -57,8 +79,7 @@ void cli_output_flush(char **holder)
     if (!holder || !*holder)
         return;
     cli_output(*holder);
-    free(*holder);
-    *holder = nullptr;
+    drop_output(holder);
 }
 
 double time_stamp()
