@@ -88,7 +88,7 @@ int phases_in_tree(const measure_node &node, int *phases)
 int name_in_segment(const measure_node &node, element_name *name)
 {
     if (node.type == elem_outlet)
-        name->text = new_text("%d", node.elem);
+        name->text = number_text(node.elem);
     else
         name->status =
             node_info_shm(node.port, node.pdu, node.elem, node.type, info_elem_sys_name, into(name->text), nullptr);
@@ -100,7 +100,7 @@ int name_in_tree(const measure_node &node, element_name *name)
     static constexpr auto phase_name = vrn_tsapi_info_power_port_star0_pdu_star1_phase_star2_sysName;
     static constexpr auto circuit_name = vrn_tsapi_info_power_port_star0_pdu_star1_circuit_star2_sysName;
     if (node.type == elem_outlet)
-        name->text = new_text("%d", node.elem);
+        name->text = number_text(node.elem);
     else
         name->status = (node.type == elem_phase ? phase_name : circuit_name)(cli_tsapi, into(name->text), nullptr,
                                                                              node.port, node.pdu, node.elem);
@@ -131,10 +131,10 @@ static owned_text label_text(const measure_node &node, const element_name &name,
     static constexpr const char *kinds[] = {"phase", "segment", "outlet"};
     const char *text = name.text.get();
     if (form == label_summary)
-        return new_text(",%s", text);
+        return joined_text({",", text});
     const auto &parts = label_parts[form];
     return name.between ? new_text("%sbetween %c and %s%s", parts.lead, *text, text + 1, parts.trail)
-                        : new_text("%s%s%s %s%s", parts.lead, parts.word, kinds[node.type], text, parts.trail);
+                        : joined_text({parts.lead, parts.word, kinds[node.type], " ", text, parts.trail});
 }
 
 int make_label(const measure_node &node, const element_name &name, label_form form, owned_text *label)

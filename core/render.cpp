@@ -3,6 +3,7 @@
 #include "core/render.h"
 
 #include <charconv>
+#include <cinttypes>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -62,14 +63,31 @@ char *tenths_str(char *buffer, int tenths)
     return buffer;
 }
 
+// Two digits of a number below 100, and what is to stand behind them.
+static char *put_two(char *at, int number, char behind)
+{
+    *at++ = static_cast<char>('0' + number / 10);
+    *at++ = static_cast<char>('0' + number % 10);
+    *at++ = behind;
+    return at;
+}
+
 char *date_str(char *buffer, time_t when)
 {
     buffer[0] = '\0';
     tm local;
-    if (when != 0 && localtime_r(&when, &local) &&
-        snprintf(buffer, render_buffer_size, "%04d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900, local.tm_mon + 1,
-                 local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec) < 0)
-        buffer[0] = '\0';
+    if (when == 0 || !localtime_r(&when, &local))
+        return buffer;
+    // By hand, as tenths_str: six formatted numbers would cost more than the rest of a line of `energy`.
+    const int64_t year = int64_t{local.tm_year} + 1900;
+    char *at = year < 1000 ? buffer + snprintf(buffer, render_buffer_size, "%04" PRId64, year)
+                           : std::to_chars(buffer, buffer + render_buffer_size, year).ptr;
+    *at++ = '-';
+    at = put_two(at, local.tm_mon + 1, '-');
+    at = put_two(at, local.tm_mday, ' ');
+    at = put_two(at, local.tm_hour, ':');
+    at = put_two(at, local.tm_min, ':');
+    put_two(at, local.tm_sec, '\0');
     return buffer;
 }
 
@@ -100,8 +118,8 @@ owned_text new_text_of(const char *format, va_list values)
     if (length >= static_cast<int>(sizeof usual)) {
         if (vasprintf(&text, format, again) < 0)
             text = nullptr;
-    } else if (length >= 0) {
-        text = strdup(usual);
+    } else if (length >= 0 && (text = static_cast<char *>(malloc(static_cast<size_t>(length) + 1)))) {
+        memcpy(text, usual, static_cast<size_t>(length) + 1);
     }
     va_end(again);
     return owned_text(text);
@@ -114,4 +132,23 @@ owned_text new_text(const char *format, ...)
     owned_text text = new_text_of(format, values);
     va_end(values);
     return text;
+}
+
+owned_text joined_text(std::initializer_list<const char *> parts)
+{
+    size_t length = 0;
+    for (const char *part : parts)
+        length += strlen(part);
+    char *text = static_cast<char *>(malloc(length + 1));
+    char *end = text;
+    for (const char *part : parts)
+        end = text ? stpcpy(end, part) : nullptr;
+    return owned_text(text);
+}
+
+owned_text number_text(int number)
+{
+    char text[sizeof "-2147483648"];
+    *std::to_chars(text, text + sizeof text, number).ptr = '\0';
+    return owned_text(strdup(text));
 }

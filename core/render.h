@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <ctime>
+#include <initializer_list>
 
 inline constexpr size_t render_buffer_size = 32; // what the buffers of tenths_str and date_str must hold
 
@@ -23,6 +24,8 @@ char *date_str(char *buffer, time_t when);
 // the caller frees; 0, with `*text` unwritten, for an unknown unit, an absent argument or no memory.
 int sensor_value_str(const char *unit, const char *value, char **text);
 
-// What printf would print, as new text; missing without memory.
+// New texts, missing without memory: what printf would print, the parts one behind the other, a number in decimal.
 owned_text new_text(const char *format, ...) __attribute__((format(printf, 1, 2)));
 owned_text new_text_of(const char *format, va_list values) __attribute__((format(printf, 1, 0)));
+owned_text joined_text(std::initializer_list<const char *> parts);
+owned_text number_text(int number);

@@ -58,12 +58,11 @@ inline const shm_root &root_record(const shm_view &segment)
 // The record, or the index-th of an array of them, at an address found in the segment; null if it is not all inside.
 template <class Record> const Record *record_at(const shm_view &segment, uint32_t address, size_t index = 0)
 {
-    if (address < segment.base || address % alignof(Record) != 0)
+    const uint64_t offset = uint64_t{address} - segment.base; // beyond any segment where the address is below
+    const uint64_t last = segment.size - (uint64_t{index} + 1) * sizeof(Record);
+    if (last > segment.size || offset > last || address % alignof(Record) != 0)
         return nullptr;
-    const uint64_t end = address - segment.base + (uint64_t{index} + 1) * sizeof(Record);
-    if (end > segment.size)
-        return nullptr;
-    return reinterpret_cast<const Record *>(segment.base + static_cast<uintptr_t>(end)) - 1;
+    return reinterpret_cast<const Record *>(static_cast<uintptr_t>(address)) + index;
 }
 
 // Null where the segment has no port.

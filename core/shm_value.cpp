@@ -2,6 +2,8 @@
 
 #include "core/shm_value.h"
 
+#include <array>
+#include <bit>
 #include <cstring>
 #include <iterator>
 
@@ -10,6 +12,15 @@
 
 static constexpr const char *kind_words[] = {"UNDEFINED", "ESTIMATED", "MEASURED"};
 static constexpr const char *fuse_words[] = {"N/A", "OK", "BLOWN"};
+
+// Where in shm_values the value of a mask's one bit stands; behind the last where it names none.
+static constexpr auto place_of_bit = [] {
+    std::array<uint8_t, 32> places;
+    places.fill(std::size(shm_values));
+    for (uint8_t i = 0; i < std::size(shm_values); i++)
+        places[static_cast<size_t>(std::countr_zero(shm_values[i].mask))] = i;
+    return places;
+}();
 
 static const uint8_t *place(const elecmon_block &block, const shm_value &value)
 {
@@ -76,8 +87,8 @@ static char *value_text(const elecmon_block &block, const shm_value &value)
 
 char *shm_value_text(const elecmon_block &block, uint32_t mask)
 {
-    for (const shm_value &value : shm_values)
-        if (value.mask == mask)
-            return value_text(block, value);
-    return nullptr;
+    if (!std::has_single_bit(mask))
+        return nullptr;
+    const size_t place = place_of_bit[static_cast<size_t>(std::countr_zero(mask))];
+    return place < std::size(shm_values) ? value_text(block, shm_values[place]) : nullptr;
 }

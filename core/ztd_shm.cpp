@@ -90,7 +90,7 @@ template <class Ask> static int first_answer(int port, int pdu, Ask ask)
     if (shm_usable() < 0)
         return 1;
     return !any_unit(segment(), [&](int of_port, int number, const shm_pdu &unit) {
-        return of_port == port && number == pdu && ask(unit);
+        return number == pdu && of_port == port && ask(unit);
     });
 }
 
