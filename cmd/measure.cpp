@@ -120,21 +120,23 @@ int name_in_tree_unless_single_phase(const measure_node &node, element_name *nam
     return name_in_tree(node, name);
 }
 
+// What stands before the name by the element's type, before "between" in its place, and behind.
 static constexpr struct {
+    const char *kinds[3];
     const char *lead;
-    const char *word;
     const char *trail;
-} label_parts[] = {{" ", "for ", ""}, {"", "for ", " "}, {"", "", " "}};
+} label_parts[] = {{{" for phase ", " for segment ", " for outlet "}, " ", ""},
+                   {{"for phase ", "for segment ", "for outlet "}, "", " "},
+                   {{"phase ", "segment ", "outlet "}, "", " "}};
 
 static owned_text label_text(const measure_node &node, const element_name &name, label_form form)
 {
-    static constexpr const char *kinds[] = {"phase", "segment", "outlet"};
     const char *text = name.text.get();
     if (form == label_summary)
         return joined_text({",", text});
     const auto &parts = label_parts[form];
     return name.between ? new_text("%sbetween %c and %s%s", parts.lead, *text, text + 1, parts.trail)
-                        : joined_text({parts.lead, parts.word, kinds[node.type], " ", text, parts.trail});
+                        : joined_text({parts.kinds[node.type], text, parts.trail});
 }
 
 int make_label(const measure_node &node, const element_name &name, label_form form, owned_text *label)

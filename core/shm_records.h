@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "core/shm_layout.h"
+#include "core/ztd_shm.h"
 
 // The segment as it is mapped. It holds a root at least.
 struct shm_view {
@@ -74,7 +75,7 @@ inline const shm_port *first_port(const shm_view &segment)
 // Shows each unit in segment order to `visit(port, pdu, record)`, with the tree's numbers for it, until one makes it
 // answer true; false behind the last. The port of the appliance's own unit and the one behind it make up one port of
 // the tree: the own unit is its pdu 1, and the units chained behind, which the records count from 1 too, follow from 2.
-// It stands here whole, two plain loops, since a listing goes over the chain a dozen times for each outlet.
+// Two plain loops, since a listing goes over the chain a dozen times for each outlet.
 template <class Visit> bool any_unit(const shm_view &segment, Visit visit)
 {
     // As many records as could lie in the segment: a chain that closes on itself ends there.
@@ -103,11 +104,26 @@ template <class Visit> bool any_unit(const shm_view &segment, Visit visit)
 // --- Nodes inside a unit -------------------------------------------------------------------------------------------
 
 // How many phases (type 0) or circuits (1) the unit says that it has, or -1 for more than there is room for.
-int count_elems(const shm_pdu &unit, int type);
+inline int count_elems(const shm_pdu &unit, int type)
+{
+    int count = fetch(type == elem_phase ? unit.num_phases : unit.num_circuits);
+    return count <= (type == elem_phase ? shm_phases_max : shm_circuits_max) ? count : -1;
+}
 
 // The k-th phase or circuit, or outlet, from 1, by position; null if there is none.
-const shm_elem *elem_record(const shm_pdu &unit, int type, int k);
-const shm_outlet *outlet_record(const shm_view &segment, const shm_pdu &unit, int k);
+inline const shm_elem *elem_record(const shm_pdu &unit, int type, int k)
+{
+    if (k < 1 || k > count_elems(unit, type))
+        return nullptr;
+    return &(type == elem_phase ? unit.phases : unit.circuits)[k - 1];
+}
+
+inline const shm_outlet *outlet_record(const shm_view &segment, const shm_pdu &unit, int k)
+{
+    if (k < 1 || k > fetch(unit.num_outlets))
+        return nullptr;
+    return record_at<shm_outlet>(segment, fetch(unit.outlets), static_cast<size_t>(k) - 1);
+}
 
 // What nodes of all kinds have. `block` is null where the unit has no such node.
 struct shm_node {
@@ -117,4 +133,21 @@ struct shm_node {
 };
 
 // The node of type 0 to 3; with type 3, the unit itself, `elem` is not looked at.
-shm_node find_node(const shm_view &segment, const shm_pdu &unit, int elem, int type);
+inline shm_node find_node(const shm_view &segment, const shm_pdu &unit, int elem, int type)
+{
+    switch (type) {
+    case elem_phase:
+    case elem_circuit:
+        if (const shm_elem *found = elem_record(unit, type, elem))
+            return {fetch(found->capabilities), shm_elem_block_valid, &found->block};
+        return {};
+    case elem_outlet:
+        if (const shm_outlet *found = outlet_record(segment, unit, elem))
+            return {fetch(found->capabilities), shm_outlet_block_valid, &found->block};
+        return {};
+    case elem_pdu:
+        return {fetch(unit.capabilities), shm_pdu_block_valid, &unit.block};
+    default:
+        return {};
+    }
+}
