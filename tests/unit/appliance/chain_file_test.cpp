@@ -1,6 +1,7 @@
 // Chain files: what they make, what stands where a key is left out, and where each fault is told to lie.
 
 #include <fstream>
+#include <set>
 
 #include "appliance/model/status.h"
 #include "tests/unit/appliance/morvd_desk.h"
@@ -216,6 +217,37 @@ TEST(chain_file, shipped_desk_has_a_three_phase_unit_and_two_behind_it_with_sens
     EXPECT_EQ(units.ports[0].units[0].phases.size(), 3u);
     for (const unit &one : units.ports[0].units)
         EXPECT_FALSE(one.envmons.empty()) << one.id;
+}
+
+TEST(chain_file, shipped_desk_has_sensors_of_every_type_and_in_every_unit)
+{
+    chain units = shipped("desk.toml");
+    std::set<std::string_view> types, words;
+    for (const unit &unit : units.ports[0].units)
+        for (const envmon &one : unit.envmons) {
+            types.insert(one.kind->type);
+            words.insert(one.unit->word);
+        }
+    EXPECT_EQ(types.size(), 9u);
+    EXPECT_EQ(words.size(), 6u);
+}
+
+TEST(chain_file, shipped_desk_has_units_with_and_without_protection)
+{
+    chain units = shipped("desk.toml");
+    std::string with;
+    for (const unit &one : units.ports[0].units) {
+        with += one.tripped ? " unit" : "";
+        with += one.phases[0].tripped ? " phase" : "";
+        with += one.outlets[0].tripped ? " outlet" : "";
+        with += one.circuits[0].fuse ? " fuse;" : ";";
+    }
+    EXPECT_EQ(with, " unit phase outlet fuse; unit fuse;;");
+}
+
+TEST(chain_file, shipped_legacy_chain_has_a_temperature_first)
+{
+    EXPECT_EQ(shipped("legacy.toml").ports[0].units[0].envmons.at(0).kind->type, "internal-temperature");
 }
 
 TEST(chain_file, shipped_desk_has_outlets_of_every_kind_and_pauses_that_can_be_watched)
