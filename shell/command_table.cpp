@@ -320,8 +320,8 @@ constexpr command_row command_table[command_row_count + 1] = {
     {cmd_coldstart_set, 2, "coldstart %64s %d%n", coldstart_line, nullptr},
     {cmd_coldstart_get, 1, "coldstart %64s%n", coldstart_line, nullptr},
 
-    {cmd_not_built_yet, 0, "passwd help", passwd_usage, nullptr},
-    {cmd_not_built_yet, 0, "passwd", passwd_line, nullptr},
+    {cmd_passwd_help, 0, "passwd help", passwd_usage, nullptr},
+    {cmd_passwd, 0, "passwd", passwd_line, nullptr},
 
     {cmd_usage, 0, "reboot help", reboot_usage, nullptr},
     {cmd_reboot, 0, "reboot", nullptr, nullptr},
@@ -338,12 +338,12 @@ constexpr command_row command_table[command_row_count + 1] = {
     {cmd_factory_pdu, 1, "factory_defaults %64s", factory_defaults_line, factory_defaults_error},
 
     {cmd_usage, 0, "shell help", shell_usage, nullptr},
-    {cmd_not_built_yet, 0, "shell", nullptr, nullptr},
-    {cmd_not_built_yet, 1, "shell %255c%n", nullptr, nullptr},
+    {cmd_shell, 0, "shell", nullptr, nullptr},
+    {cmd_shell_arg, 1, "shell %255c%n", nullptr, nullptr},
 
     {cmd_usage, 0, "scp help", scp_usage, nullptr},
     {cmd_usage, 0, "scp", scp_usage, nullptr},
-    {cmd_not_built_yet, 1, "scp %255c%n", nullptr, nullptr},
+    {cmd_scp, 1, "scp %255c%n", nullptr, nullptr},
 
     {cmd_usage, 0, "network help", network_usage, network_error},
     {ifconfig_network, 0, "network", network_line, network_error},
@@ -521,13 +521,17 @@ constexpr command_row command_table[command_row_count + 1] = {
     {cmd_net6_stless, "s", ""},
     {cmd_net4_static, "s", ""},
     {cmd_net6_static, "s", ""},
+    {cmd_passwd, "s", nullptr},
+    {cmd_shell, nullptr, nullptr},
+    {cmd_shell_arg, nullptr, nullptr},
+    {cmd_scp, nullptr, nullptr},
     {cmd_help, "s", nullptr},
     {cmd_exit, nullptr, nullptr},
 };
 // clang-format on
 
 // Usage texts are copied, not printed through.
-[[maybe_unused]] static constexpr command_handler without_values[] = {cmd_usage, cmd_not_built_yet};
+[[maybe_unused]] static constexpr command_handler without_values[] = {cmd_usage, cmd_passwd_help, cmd_not_built_yet};
 
 static_assert(table_rules::first_unsound_pattern(command_table) == -1);
 #ifndef __SANITIZE_ADDRESS__ // with sanitizers g++ can't compare two functions while it compiles

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <malloc.h>
+#include <string>
 #include <sys/time.h>
 #include <unistd.h>
 #include <unordered_set>
@@ -28,6 +30,8 @@ void __real_free(void *block);
 static int allocations;
 static int fail_which;
 static bool has_failed;
+static std::string watched;
+static int seen_in_freed;
 static int64_t now_usec;
 static int64_t step_usec;
 static std::vector<int64_t> all_sleeps;
@@ -58,6 +62,8 @@ template <class Block> static Block *taken(Block *block)
 
 static void given_back(const void *block)
 {
+    if (block && !watched.empty() && malloc_usable_size(const_cast<void *>(block)) >= watched.size())
+        seen_in_freed += memcmp(block, watched.data(), watched.size()) == 0;
     blocks().erase(~reinterpret_cast<uintptr_t>(block));
 }
 
@@ -147,6 +153,17 @@ int fake_heap::count() const
     return allocations;
 }
 
+void fake_heap::watch(const std::string &secret)
+{
+    watched = secret;
+    seen_in_freed = 0;
+}
+
+int fake_heap::seen() const
+{
+    return seen_in_freed;
+}
+
 size_t fake_heap::live() const
 {
     return blocks().size();
@@ -182,6 +199,7 @@ void forget_libc()
 void reset_libc()
 {
     heap.fail_at(0);
+    heap.watch("");
     wall_clock.set(1311340620); // 2011-07-22 13:17:00 UTC
     wall_clock.step(0);
     forget_libc();
@@ -222,6 +240,8 @@ int __wrap_gettimeofday(timeval *time, void *)
 int __wrap_seteuid(uid_t user)
 {
     record_event("seteuid " + std::to_string(user));
+    if (session.seteuid_result)
+        errno = EPERM;
     return session.seteuid_result;
 }
 }

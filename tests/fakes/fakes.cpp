@@ -8,7 +8,9 @@
 
 #include <readline/readline.h>
 
+#include "tests/fakes/processes.h"
 #include "tests/fakes/state.h"
+#include "tests/fakes/terminal.h"
 
 int treat_command(char *line);
 
@@ -116,6 +118,8 @@ void reset()
     reset_tree();
     reset_segment();
     reset_session();
+    reset_processes();
+    reset_terminal();
     open_output();
 
     treat_command(nullptr); // the dispatcher's buffers stand before a test makes allocations fail

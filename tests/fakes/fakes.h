@@ -267,6 +267,9 @@ struct fake_heap {
     bool failed() const; // whether it came to that
     int count() const;   // since the last fail_at
     size_t live() const; // blocks taken and not given back
+
+    void watch(const std::string &secret); // from now counts the blocks that are freed while they begin with it
+    int seen() const;
 };
 inline fake_heap heap;
 
