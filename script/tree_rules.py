@@ -22,7 +22,7 @@ ARROWS = {
     "tests": {*PRODUCT, "platform", "appliance"},
 }
 CHIEF = "shell/cli.h"
-LIBRARY_OWNERS = {"readline": ("shell/input", "shell/output")}
+LIBRARY_OWNERS = {"readline": ("shell/input", "shell/output", "cmd/cmd_serial")}
 
 # A conditional of the product is about the compiler at hand; the platform is chosen by what is linked.
 CONDITIONS = ("__FILE_NAME__", "__SANITIZE_ADDRESS__")

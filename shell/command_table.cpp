@@ -361,8 +361,8 @@ constexpr command_row command_table[command_row_count + 1] = {
     {cmd_not_built_yet, 2, "upgrade %64s %64s%n", nullptr, upgrade_error},
 
     {cmd_usage, 0, "serial help", serial_usage, nullptr},
-    {cmd_not_built_yet, 0, "serial", serial_line, nullptr},
-    {cmd_not_built_yet, 2, "serial %d %64s%n", serial_line, nullptr},
+    {cmd_serial, 0, "serial", serial_line, nullptr},
+    {cmd_serial_set, 2, "serial %d %64s%n", serial_line, nullptr},
 
     {cmd_usage, 0, "sensors help", sensors_usage, nullptr},
     {cmd_sensor, 0, "sensors", sensors_line, nullptr},
@@ -525,6 +525,8 @@ constexpr command_row command_table[command_row_count + 1] = {
     {cmd_shell, nullptr, nullptr},
     {cmd_shell_arg, nullptr, nullptr},
     {cmd_scp, nullptr, nullptr},
+    {cmd_serial, "dds", nullptr},
+    {cmd_serial_set, "dds", nullptr},
     {cmd_help, "s", nullptr},
     {cmd_exit, nullptr, nullptr},
 };

@@ -1,4 +1,5 @@
-// The line loop and the editor behind the prompt. Readline is known here and nowhere else.
+// The line loop and the editor behind the prompt. Readline is known here, and to `serial`, which has it let go of the
+// terminal.
 #pragma once
 
 #include <cstdio>
