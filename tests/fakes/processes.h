@@ -1,5 +1,5 @@
-// Fake processes: what fork, waitpid, system, execve, setuid and _exit answer. They are the real ones until a test calls
-// `processes.take_over`, which holds until its end.
+// Fake processes: what fork, waitpid, system, execve, setuid and _exit answer. They are the real ones but in a test that
+// has called `processes.take_over`.
 //
 //     processes.take_over({0});                            // the next fork makes us the child
 //     EXPECT_EQ(end_of_child("upgrade 1"), 1);              // the status of its _exit
@@ -30,7 +30,7 @@ struct wait_answer {
     int error = 0;
 };
 
-// Each list is used up from the front; behind its end fork answers 500, waitpid a child that ended with 0, and system 0.
+// Each list is used up from the front. Behind its end fork answers 500, waitpid a child that ended with 0, system 0.
 // Events: "fork", "waitpid PID OPTIONS", "system LINE", "setuid N", "execve PATH ARG... | VARIABLE...", "exit STATUS".
 struct fake_processes {
     bool taken_over = false;

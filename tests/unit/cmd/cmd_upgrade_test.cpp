@@ -187,7 +187,7 @@ TEST_F(upgrade, with_a_file_each_failed_exchange_and_allocation_is_survived)
     EXPECT_GT(each_failing_allocation([&](int) { answer("upgrade 1 x"); }), 3);
 }
 
-// --- The child --------------------------------------------------------------------------------------------------------
+// --- The child ------------------------------------------------------------------------------------------------------
 
 TEST_F(upgrade, child_receives_checks_writes_and_removes_the_image)
 {
@@ -376,7 +376,7 @@ TEST_F(upgrade, child_survives_each_failed_allocation)
               5);
 }
 
-// --- The child's child ------------------------------------------------------------------------------------------------
+// --- The child's child ----------------------------------------------------------------------------------------------
 
 TEST_F(upgrade, writer_takes_root_for_good_and_becomes_the_program)
 {
@@ -432,7 +432,7 @@ TEST_F(upgrade, program_that_returns_otherwise_ends_the_writer_with_128)
     EXPECT_EQ(steps()[steps().size() - 2], "setuid " + std::to_string(getuid()));
 }
 
-// --- The parent ---------------------------------------------------------------------------------------------------------
+// --- The parent -----------------------------------------------------------------------------------------------------
 
 TEST_F(upgrade, parent_of_the_own_unit_alone_waits_for_the_child)
 {
