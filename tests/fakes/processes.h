@@ -1,5 +1,5 @@
-// Fake processes: what fork, waitpid, system, execve, setuid and _exit answer. They are the real ones but in a test that
-// has called `processes.take_over`.
+// Fake processes: what fork, waitpid, system, execve, setuid and _exit answer. They are the real ones except in a test
+// that has called `processes.take_over`.
 //
 //     processes.take_over({0});                            // the next fork makes us the child
 //     EXPECT_EQ(end_of_child("upgrade 1"), 1);              // the status of its _exit

@@ -13,8 +13,8 @@
 
 namespace fakes {
 
-// Events: "tcgetattr FD", "tcsetattr FD ACTION", "write TEXT" (to descriptor 1), "prep N" and "deprep" (the editor's hold
-// on the terminal).
+// Events: "tcgetattr FD", "tcsetattr FD ACTION", "write TEXT" (to descriptor 1), "prep N" and "deprep" (the hold that
+// the editor has on the terminal).
 struct fake_terminal {
     bool taken_over = false;
     termios current = {};
