@@ -1,5 +1,6 @@
 // current threshold: shows and sets the four levels of current at which a unit or an element raises its alarm. A level
-// is text all the way: what the tree or the user wrote is what is shown; it is converted only to see that it is a number.
+// is text all the way: what the tree or the user wrote is what is shown; it is converted only to see that it is a
+// number.
 
 #include <cerrno>
 #include <cstdlib>

@@ -377,6 +377,20 @@ TEST_F(alarm_command, element_of_an_unknown_type_has_nothing)
     EXPECT_EQ(failures(), log);
 }
 
+TEST_F(alarm_command, row_without_a_format_is_done_without_a_line)
+{
+    serve_all();
+    const int formatless = find_command_row(cmd_exit);
+    for (const called &done :
+         {call_unit(alarm_pdu_get, formatless), call_element(alarm_elem_get, formatless, elem_outlet, 1),
+          call_element(alarm_elem_set, formatless, elem_outlet, 1, 5.0), call_unit(alarm_pdu_set, formatless, 6.0)}) {
+        EXPECT_EQ(done.result, 0);
+        EXPECT_EQ(done.text, std::nullopt);
+    }
+    EXPECT_EQ(unit.outlet(1).value("current-alarm"), "5.0");
+    EXPECT_EQ(unit.value("current-alarm"), "6.0");
+}
+
 // --- Failures anywhere ----------------------------------------------------------------------------------------------
 
 struct form {

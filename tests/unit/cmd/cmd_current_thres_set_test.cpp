@@ -264,6 +264,18 @@ TEST_F(thres_set_command, unknown_type_is_refused)
     EXPECT_FAILURES({list, list, list, list, "Invalid element for set alarm 2@1@1, type 4, value 0.0"});
 }
 
+TEST_F(thres_set_command, row_without_a_format_is_done_without_a_line)
+{
+    const int formatless = find_command_row(cmd_exit);
+    EXPECT_EQ(call_element(current_thres_set, formatless, elem_pdu, 0, "40:::").result, 0);
+    EXPECT_EXCHANGES({"admin power.port.1.pdu.1.current-alarm 40"});
+    called done = call_element(current_elem_thres, formatless, elem_outlet, 1, 0);
+    EXPECT_EQ(done.result, 0);
+    EXPECT_EQ(done.text, std::nullopt);
+    EXPECT_EQ(call_unit(current_pdu_thres, formatless, 0).result, 0);
+    EXPECT_FAILURES({});
+}
+
 // --- Failures anywhere ----------------------------------------------------------------------------------------------
 
 struct form {

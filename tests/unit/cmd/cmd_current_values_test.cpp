@@ -274,6 +274,37 @@ TEST_P(current_in_tree, present_and_maximum_of_a_unit_are_converted_before_the_o
     EXPECT_EQ(asked("info " + node.path("current-min")), !is_unit());
 }
 
+// --- Rows without texts, and with one for failures ------------------------------------------------------------------
+
+TEST(current_rows, row_without_a_format_is_done_without_a_line)
+{
+    fake_chain chain;
+    fake_node unit = chain.unit({.outlets = 1, .phases = 0});
+    for (const char *leaf : leaves) {
+        unit.publish(leaf, "1.0");
+        unit.outlet(1).publish(leaf, "1.0");
+    }
+    const int formatless = find_command_row(cmd_exit);
+    for (const called &done : {call_unit(current_pdu_get, formatless, 0), call_unit(current_pdu_reset, formatless),
+                               call_element(current_elem_get, formatless, elem_outlet, 1, 1),
+                               call_element(current_elem_reset, formatless, elem_outlet, 1)}) {
+        EXPECT_EQ(done.result, 0);
+        EXPECT_EQ(done.text, std::nullopt);
+    }
+    EXPECT_EQ(unit.outlet(1).value("current"), "1.0");
+    EXPECT_EXCHANGES({"admin power.port.1.pdu.1.outlet.1.reset-current"});
+}
+
+TEST(current_rows, error_format_stands_for_a_reading_that_shows_nothing)
+{
+    fake_chain chain;
+    chain.unit({.outlets = 1, .phases = 0});
+    const int alarm_row = 4;
+    EXPECT_EQ(call_unit(current_pdu_get, alarm_row, 0).text, command_table[alarm_row].error_format);
+    EXPECT_EQ(call_element(current_elem_get, alarm_row, elem_outlet, 1, 0).text, command_table[alarm_row].error_format);
+    EXPECT_EQ(call_element(current_elem_reset, alarm_row, elem_outlet, 1).text, std::nullopt);
+}
+
 // --- Elements -------------------------------------------------------------------------------------------------------
 
 TEST(current_element, unknown_type_is_refused)

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "cmd/measure.h"
+#include "shell/commands.h"
 #include "tests/fakes/fakes.h"
 
 namespace measure_support {
@@ -104,20 +105,30 @@ inline bool asked(const std::string &exchange)
     return std::count(exchanges().begin(), exchanges().end(), exchange) > 0;
 }
 
-// A worker for elements, called as a walk calls it.
-template <class... Arguments>
-called call_element(elem_callback worker, int row, int type, int elem, Arguments... arguments)
+// Workers, called on unit 1 of port 1 as a walk calls them.
+template <class Run> called call_worker(Run run)
 {
     forget();
     size_t before = heap.live();
     char *out = nullptr;
     called done;
-    done.result = one_element(1, 1, type, row, &out, elem, worker, arguments...);
+    done.result = run(&out);
     if (out)
         done.text = out;
     free(out);
     EXPECT_EQ(heap.live(), before);
     return done;
+}
+
+template <class... Arguments> called call_unit(pdu_callback worker, int row, Arguments... arguments)
+{
+    return call_worker([&](char **out) { return one_pdu(row, out, 1, 1, worker, arguments...); });
+}
+
+template <class... Arguments>
+called call_element(elem_callback worker, int row, int type, int elem, Arguments... arguments)
+{
+    return call_worker([&](char **out) { return one_element(1, 1, type, row, out, elem, worker, arguments...); });
 }
 
 inline std::vector<std::string> lines(const std::string &text)
