@@ -462,12 +462,11 @@ def referenced(objects):
     return names
 
 
-def check_called(catalogue, objects, partial):
+def check_called(catalogue, objects):
     names = referenced(objects)
     marked = {f"tsapi_{operation.name}" for operation in catalogue.operations if operation.called}
     faults = [f"'vrn_{name}' is called, but not marked as called" for name in sorted(names - marked)]
-    if not partial:
-        faults += [f"'vrn_{name}' is marked as called, but not called" for name in sorted(marked - names)]
+    faults += [f"'vrn_{name}' is marked as called, but not called" for name in sorted(marked - names)]
     for fault in faults:
         print(f"generate.py: {fault}", file=sys.stderr)
     print(f"{len(names & marked)} of {len(marked)} marked operations are called")
@@ -492,7 +491,6 @@ def main():
     parser.add_argument("--write", type=pathlib.Path, metavar="FOLDER")
     parser.add_argument("--sample", action="store_true")
     parser.add_argument("--called", action="store_true")
-    parser.add_argument("--partial", action="store_true", help="with --called: let marked operations go uncalled")
     options = parser.parse_args()
     try:
         catalogue = read_catalogue(options.catalogue)
@@ -500,7 +498,7 @@ def main():
             write(catalogue, options.write)
         if options.sample:
             sys.stdout.write(sample(catalogue))
-        return check_called(catalogue, options.objects, options.partial) if options.called else 0
+        return check_called(catalogue, options.objects) if options.called else 0
     except (Fault, OSError) as fault:
         print(f"generate.py: {fault}", file=sys.stderr)
         return 1

@@ -19,8 +19,10 @@ const char energy_usage[] = "Usage: energy [reset | summary] [<ipdu number or ID
 
 static constexpr measure_leaf count_leaf = {"cumulative-watthour", shm_mask_cumulative_watthour,
                                             NODE_OPERATIONS(info, cumulativeWatthour)};
-static constexpr measure_leaf start_leaf = {"cumulative-starttime", shm_mask_cumulative_starttime,
-                                            NODE_OPERATIONS(info, cumulativeStarttime)};
+// The tree is asked for the start of a unit's count alone.
+static constexpr measure_leaf start_leaf = {"cumulative-starttime",
+                                            shm_mask_cumulative_starttime,
+                                            {vrn_tsapi_info_power_port_star0_pdu_star1_cumulativeStarttime, {}}};
 
 struct energy_reading {
     owned_text count;

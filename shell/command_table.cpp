@@ -535,7 +535,7 @@ constexpr command_row command_table[command_row_count + 1] = {
 // clang-format on
 
 // Usage texts are copied, not printed through.
-[[maybe_unused]] static constexpr command_handler without_values[] = {cmd_usage, cmd_passwd_help, cmd_not_built_yet};
+[[maybe_unused]] static constexpr command_handler without_values[] = {cmd_usage, cmd_passwd_help};
 
 static_assert(table_rules::first_unsound_pattern(command_table) == -1);
 #ifndef __SANITIZE_ADDRESS__ // with sanitizers g++ can't compare two functions while it compiles

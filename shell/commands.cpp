@@ -176,11 +176,6 @@ int cmd_usage(int row, char **out, command_args)
     return 0;
 }
 
-int cmd_not_built_yet(int, char **, command_args)
-{
-    return 1;
-}
-
 int cmd_exit(int, char **, command_args)
 {
     exit(0);

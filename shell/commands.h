@@ -25,8 +25,5 @@ void cli_free_args();
 // The handler of all usage rows: answers with a copy of the row's format.
 int cmd_usage(int row, char **out, command_args args);
 
-// The handler of rows whose command is still to be written: declines.
-int cmd_not_built_yet(int row, char **out, command_args args);
-
 // The handler of `exit`: ends the process with status 0.
 int cmd_exit(int row, char **out, command_args args);

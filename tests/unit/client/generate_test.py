@@ -187,7 +187,7 @@ int main() { return vrn_tsapi_commit(0)CALLS; }
         )
 
     def test_inner_function_is_never_called_by_the_product(self):
-        done = self.check(self.GET + self.INFO + self.INNER, "--partial")
+        done = self.check(self.GET + self.INFO + self.INNER)
         self.assertEqual(done.returncode, 1)
         self.assertIn("'vrn_psapi_info_power_numDevices' is called", done.stderr)
 
@@ -197,9 +197,6 @@ int main() { return vrn_tsapi_commit(0)CALLS; }
         self.assertEqual(
             done.stderr, "generate.py: 'vrn_tsapi_get_power_port_star0_name' is marked as called, but not called\n"
         )
-
-    def test_partial_lets_marked_operations_go_uncalled(self):
-        self.assertEqual(self.check(self.INFO, "--partial").returncode, 0)
 
     def test_objects_that_cannot_be_read(self):
         done = generate("--called", CLIENT / "catalogue.txt", HERE / "none.o")
