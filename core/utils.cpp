@@ -52,11 +52,8 @@ double real_value(const char *text, char **end)
     return negative ? -value : value;
 }
 
-int locate_pdu(const char *text, unit *at, char **out, const char *log_word)
+int locate_pdu_number(int pdu, unit *at, char **out, const char *log_word)
 {
-    int pdu = pduid2pdu(text);
-    if (pdu < 0)
-        pdu = decimal_value(text);
     int port = pdu > 0 ? pdu2port(pdu) : -1;
     if (port >= 0) {
         *at = {port, pdu};
@@ -65,6 +62,12 @@ int locate_pdu(const char *text, unit *at, char **out, const char *log_word)
     if (append_output(out, "No such IPDU. Type help for details\n"))
         log_failure("Fail to printf pdu %d %s invalid PDU", pdu, log_word);
     return 1;
+}
+
+int locate_pdu(const char *text, unit *at, char **out, const char *log_word)
+{
+    int pdu = pduid2pdu(text);
+    return locate_pdu_number(pdu < 0 ? decimal_value(text) : pdu, at, out, log_word);
 }
 
 int failure_tail(int result, int row, char **out)

@@ -22,6 +22,9 @@ double real_value(const char *text, char **end);
 // stands in the log where that text could not be added.
 int locate_pdu(const char *text, unit *at, char **out, const char *log_word = "display");
 
+// The same for a number that needs no resolving.
+int locate_pdu_number(int pdu, unit *at, char **out, const char *log_word = "display");
+
 // Ends a body: where it failed, nothing was written and the row has an error format without values, adds that. Answers
 // `result`.
 int failure_tail(int result, int row, char **out);

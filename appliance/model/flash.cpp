@@ -9,7 +9,7 @@ static const std::string &line_of(const chain &units, const place &at)
     return units.ports[static_cast<size_t>(at.port - 1)].name;
 }
 
-static std::optional<configuration> load(const chain &units, const flash_store *flash, const place &at)
+static std::optional<configuration> saved_of(const chain &units, const flash_store *flash, const place &at)
 {
     return flash ? flash->load(line_of(units, at), at.pdu) : std::nullopt;
 }
@@ -61,7 +61,7 @@ static result_code save(chain &units, flash_store *flash, const place &at)
 
 static result_code restore(chain &units, flash_store *flash, const place &at)
 {
-    std::optional<configuration> saved = load(units, flash, at);
+    std::optional<configuration> saved = saved_of(units, flash, at);
     if (!saved)
         return flash ? result_nothing_saved : result_flash_fault;
     apply_settings(units, at, *saved);
@@ -110,7 +110,7 @@ static void end_task(chain &units, const flash_store *flash, const place &at)
 {
     unit &of = *unit_at(units, at);
     if (of.task == unit_task::reboot) {
-        configuration found = load(units, flash, at).value_or(of.as_made);
+        configuration found = saved_of(units, flash, at).value_or(of.as_made);
         apply_settings(units, at, found);
         plan_start(of, found, of.busy_until);
     }
@@ -151,7 +151,7 @@ void start_units(chain &units, const flash_store &flash)
 {
     std::vector<std::pair<place, configuration>> found;
     each_unit(units, [&](unit &of, const place &at) {
-        std::optional<configuration> saved = load(units, &flash, at);
+        std::optional<configuration> saved = saved_of(units, &flash, at);
         if (!saved)
             return;
         of.id.clear();

@@ -244,6 +244,12 @@ TEST(failure_tail_of_unit, error_can_be_added_behind_a_text)
 
 // --- in_capitals ---------------------------------------------------------------------------------------------------
 
+TEST(in_capitals, without_memory_there_is_no_copy)
+{
+    heap.fail_at(1);
+    EXPECT_FALSE(in_capitals("on"));
+}
+
 TEST(in_capitals, each_byte_for_itself)
 {
     EXPECT_STREQ(in_capitals("on").get(), "ON");
