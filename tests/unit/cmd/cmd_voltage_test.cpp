@@ -2,7 +2,6 @@
 // its resets in readings_reset_test.cpp.
 
 #include "cmd/cmd_voltage.h"
-#include "core/ztd_shm.h"
 #include "tests/unit/cmd/measure_values.h"
 
 namespace {

@@ -2,7 +2,6 @@
 
 #include <set>
 
-#include "core/ztd_shm.h"
 #include "tests/unit/cmd/energy_values.h"
 
 namespace {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/walkers.h"
+#include "core/ztd_shm.h"
 #include "tests/fakes/fakes.h"
 
 // Where a node is: the numbers of port, unit and element differ, so that no two can be taken for one another.

@@ -6,7 +6,6 @@
 #include "cmd/cmd_power.h"
 #include "cmd/cmd_pwfactor.h"
 #include "cmd/cmd_voltage.h"
-#include "core/ztd_shm.h"
 #include "tests/unit/cmd/measure_values.h"
 
 namespace {
@@ -92,7 +91,7 @@ struct readings : measured_chain, testing::WithParamInterface<where> {
     fake_node measured(int model = 128)
     {
         fake_node node = make(level, model);
-        for (int i = 0; i < 4; i++)
+        for (size_t i = 0; i < 4; i++)
             node.poll(m.leaves[i], m.polled[i]).serve(m.leaves[i], m.served[i]);
         node.publish(m.kind, "MEASURED");
         return node;
@@ -109,11 +108,12 @@ struct readings : measured_chain, testing::WithParamInterface<where> {
     {
         return is_unit() && m.pdu_get == voltage_pdu_get ? "IPDU #2 does not have voltage sensor.\n" : failure_text;
     }
+    // The worker alone.
     called work(int summary = 0) const
     {
         return call_node(m.pdu_get, m.elem_get, std::string(m.command) + (summary ? " summary" : ""), level, summary);
     }
-    // The worker alone, past the gate, with the whole segment out of reach.
+    // The same with the whole segment out of reach.
     called call_on_tree(int summary = 0)
     {
         cli_own_name = 0;
@@ -133,7 +133,7 @@ struct readings : measured_chain, testing::WithParamInterface<where> {
                     found.push_back(leaf);
         return found;
     }
-    std::string unreadable(int i) const
+    std::string unreadable(size_t i) const
     {
         return is_unit() ? std::string("Fail to get ") + m.reads[i] + " for pdu 2@1"
                          : std::string("Fail to get info for element ") + level.at + typed(level);
@@ -215,7 +215,7 @@ TEST_P(readings, value_that_the_tree_alone_confirms_is_still_read_from_the_segme
 TEST_P(readings, each_absent_value_is_named_and_leaves_the_line_out)
 {
     fake_node node = measured();
-    for (int i = 0; i < 4; i++) {
+    for (size_t i = 0; i < 4; i++) {
         node.without(m.leaves[i]);
         called done = work();
         EXPECT_EQ(done.result, 1);
@@ -229,11 +229,11 @@ TEST_P(readings, each_absent_value_is_named_and_leaves_the_line_out)
 TEST_P(readings, absent_values_are_missed_in_order)
 {
     fake_node node = measured();
-    for (int i = 3; i >= 0; i--) {
+    for (size_t i = 4; i-- > 0;) {
         node.without(m.leaves[i]);
         answer(command());
         EXPECT_LOGGED(std::string("Node ") + m.leaves[i] + " unavailable for " + level.at);
-        for (int later = i + 1; later < 4; later++)
+        for (size_t later = i + 1; later < 4; later++)
             EXPECT_NOT_LOGGED(std::string("Node ") + m.leaves[later] + " unavailable for " + level.at);
     }
 }
@@ -257,7 +257,7 @@ TEST_P(readings, each_value_that_cannot_be_read_is_logged)
 {
     fake_node node = measured();
     for (how way : {refused, dropped})
-        for (int i = 0; i < 4; i++) {
+        for (size_t i = 0; i < 4; i++) {
             way == refused ? node.refuse("info", m.leaves[i]) : node.drop("info", m.leaves[i]);
             called done = call_on_tree();
             EXPECT_EQ(done.result, 1);
@@ -273,7 +273,7 @@ TEST_P(readings, each_value_that_cannot_be_read_is_logged)
 TEST_P(readings, each_empty_value_leaves_the_line_out_in_silence)
 {
     fake_node node = measured();
-    for (int i = 0; i < 4; i++) {
+    for (size_t i = 0; i < 4; i++) {
         for (bool absent : {false, true}) {
             absent ? tree.absent(node.path(m.leaves[i])) : tree.text(node.path(m.leaves[i]), "");
             called done = call_on_tree();
@@ -289,7 +289,7 @@ TEST_P(readings, each_empty_value_leaves_the_line_out_in_silence)
 TEST_P(readings, each_value_that_is_no_number_is_logged_as_it_came)
 {
     fake_node node = measured();
-    for (int i = 0; i < 4; i++) {
+    for (size_t i = 0; i < 4; i++) {
         for (const char *text : {"12.5A", "x", "1 2", "1e999", "1e-999"}) {
             errno = 0;
             node.serve(m.leaves[i], text);
@@ -403,7 +403,7 @@ TEST_P(readings, failing_allocations_leave_a_line_or_none)
         // A summary of a unit that fails in silence is tried as a unit called "summary".
         if (!is_unit() || !summary || m.pdu_get == voltage_pdu_get)
             wanted.insert(nothing());
-        for (int i = 0; is_unit() && i < 4; i++) {
+        for (size_t i = 0; is_unit() && i < 4; i++) {
             texts mixed = m.polled;
             mixed[i] = m.served[i];
             wanted.insert(shown(mixed));
