@@ -1,5 +1,5 @@
-// energy: units, their elements and the two sources. What it does alike at every level is in energy_levels_test.cpp, its
-// resets are in readings_reset_test.cpp.
+// energy: units, their elements and the two sources. What it does alike at every level is in energy_levels_test.cpp,
+// its resets are in readings_reset_test.cpp.
 
 #include <set>
 

@@ -125,4 +125,17 @@ TEST_P(forms, each_failing_allocation_leaves_whole_lines)
     EXPECT_EQ(answer(command), text);
 }
 
+TEST_F(measured_chain, missing_unit_that_cannot_be_told_is_logged)
+{
+    chain.unit();
+    for (const char *line : {"voltage 7", "power summary 7", "powerfactor reset 7", "energy 7 P1"}) {
+        int logs = 0;
+        each_failing_allocation([&](int) {
+            answer(line);
+            logs += logged("Fail to printf pdu 7 display invalid PDU");
+        });
+        EXPECT_EQ(logs, 2) << line << ": one allocation is the text and one the text in its place";
+    }
+}
+
 } // namespace
