@@ -140,9 +140,12 @@ owned_text joined_text(std::initializer_list<const char *> parts)
     for (const char *part : parts)
         length += strlen(part);
     char *text = static_cast<char *>(malloc(length + 1));
+    if (!text)
+        return nullptr;
     char *end = text;
+    *end = '\0';
     for (const char *part : parts)
-        end = text ? stpcpy(end, part) : nullptr;
+        end = stpcpy(end, part);
     return owned_text(text);
 }
 

@@ -68,18 +68,19 @@ int cli_event()
 static void show_nothing() {}
 
 // The linker leads the library's calls of these two here (see CMakeLists.txt). The keys and the names of what they do,
-// of no use without a prompt, would be a third of what a command given at the start costs.
+// of no use without a prompt, would be a third of what a command given at the start costs. Both are retained, called or
+// not: without the linker's option the real ones are then missing, and the program does not come to be.
 extern "C" {
 
 int __real_rl_bind_keyseq_if_unbound(const char *keys, rl_command_func_t *function);
 void __real_rl_initialize_funmap();
 
-int __wrap_rl_bind_keyseq_if_unbound(const char *keys, rl_command_func_t *function)
+[[gnu::used, gnu::retain]] int __wrap_rl_bind_keyseq_if_unbound(const char *keys, rl_command_func_t *function)
 {
     return cli_interactive ? __real_rl_bind_keyseq_if_unbound(keys, function) : 0;
 }
 
-void __wrap_rl_initialize_funmap()
+[[gnu::used, gnu::retain]] void __wrap_rl_initialize_funmap()
 {
     if (cli_interactive)
         __real_rl_initialize_funmap();

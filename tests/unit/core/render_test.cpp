@@ -88,6 +88,20 @@ TEST(render, date_is_local_time)
     EXPECT_EQ(date(1311340620), "2011-07-22 13:17:00");
 }
 
+TEST(render, date_has_four_digits_of_the_year_at_least_and_two_of_all_else)
+{
+    ASSERT_EQ(setenv("TZ", "UTC", 1), 0);
+    tzset();
+    EXPECT_EQ(date(INT32_MIN), "1901-12-13 20:45:52");
+    EXPECT_EQ(date(INT32_MAX), "2038-01-19 03:14:07");
+    EXPECT_EQ(date(-30610224000), "1000-01-01 00:00:00");
+    EXPECT_EQ(date(-30610224001), "0999-12-31 23:59:59");
+    EXPECT_EQ(date(-62198755200), "-001-01-01 00:00:00");
+    EXPECT_EQ(date(253402300800), "10000-01-01 00:00:00");
+    EXPECT_EQ(date(67768036191676799), "2147485547-12-31 23:59:59");
+    EXPECT_EQ(date(INT64_MAX), "");
+}
+
 TEST(render, sensor_value_is_shown_in_its_own_unit_with_the_degree_byte)
 {
     EXPECT_EQ(sensor("oF", "77.04"), "77.0\xf8"
@@ -144,4 +158,45 @@ TEST(render, sensor_value_without_memory_gives_no_text)
     EXPECT_EQ(sensor_value_str("oC", "1", &text), 0);
     EXPECT_TRUE(heap.failed());
     EXPECT_EQ(text, nullptr);
+}
+
+TEST(new_text, is_what_printf_prints_whatever_its_length)
+{
+    for (size_t length : {0U, 1U, 511U, 512U, 513U, 100000U}) {
+        const std::string word(length, 'x');
+        EXPECT_EQ(new_text("%s", word.c_str()).get(), word);
+        EXPECT_EQ(new_text("%d: %s.", 7, word.c_str()).get(), "7: " + word + ".");
+    }
+}
+
+TEST(new_text, without_memory_is_missing)
+{
+    const std::string word(1000, 'x');
+    for (const char *text : {"short", word.c_str()}) {
+        heap.fail_at(1);
+        EXPECT_EQ(new_text("%s", text).get(), nullptr);
+        EXPECT_TRUE(heap.failed());
+    }
+    heap.fail_at(0);
+}
+
+TEST(joined_text, is_its_parts_one_behind_the_other)
+{
+    EXPECT_STREQ(joined_text({"for phase ", "X", ""}).get(), "for phase X");
+    EXPECT_STREQ(joined_text({}).get(), "");
+}
+
+TEST(joined_text, without_memory_is_missing)
+{
+    heap.fail_at(1);
+    EXPECT_EQ(joined_text({"X"}).get(), nullptr);
+    heap.fail_at(0);
+}
+
+TEST(number_text, is_the_number_in_decimal)
+{
+    EXPECT_STREQ(number_text(0).get(), "0");
+    EXPECT_STREQ(number_text(128).get(), "128");
+    EXPECT_STREQ(number_text(INT32_MAX).get(), "2147483647");
+    EXPECT_STREQ(number_text(INT32_MIN).get(), "-2147483648");
 }

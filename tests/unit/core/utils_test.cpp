@@ -3,7 +3,10 @@
 #include "core/utils.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -31,6 +34,76 @@ TEST(decimal_value, stays_in_the_range_of_int)
     EXPECT_EQ(decimal_value("4294967297"), INT_MAX);
     EXPECT_EQ(decimal_value("99999999999999999999"), INT_MAX);
     EXPECT_EQ(decimal_value("-4294967297"), INT_MIN);
+}
+
+// --- real_value ----------------------------------------------------------------------------------------------------
+
+// Answers as strtod does: value, sign of a zero, place of the end and `errno`, which a success leaves alone.
+static void expect_as_strtod(const std::string &text)
+{
+    char *end = nullptr, *known_end = nullptr;
+    errno = ENOENT;
+    const double known = strtod(text.c_str(), &known_end);
+    const int known_errno = errno;
+    errno = ENOENT;
+    const double value = real_value(text.c_str(), &end);
+    EXPECT_EQ(errno, known_errno) << text;
+    EXPECT_EQ(memcmp(&value, &known, sizeof value), 0) << text << ": " << value << ", not " << known;
+    EXPECT_EQ(end, known_end) << text;
+}
+
+TEST(real_value, short_decimals_are_what_strtod_answers)
+{
+    for (int hundredths = -20000; hundredths <= 20000; hundredths++) {
+        char text[16];
+        snprintf(text, sizeof text, "%.2f", hundredths / 100.0);
+        expect_as_strtod(text);
+        snprintf(text, sizeof text, "%.1f", hundredths / 10.0);
+        expect_as_strtod(text);
+    }
+}
+
+TEST(real_value, longest_decimals_of_the_quick_way_are_what_strtod_answers)
+{
+    for (const char *text : {"999999999999999", "9.99999999999999", ".999999999999999", "0.00000000000001",
+                             "123456789012345", "-12345678901.2345", "000000000000001", "214748364.7"})
+        expect_as_strtod(text);
+}
+
+TEST(real_value, all_other_texts_are_what_strtod_answers)
+{
+    for (const char *text : {"",
+                             "-",
+                             ".",
+                             "-.",
+                             "x",
+                             "1x",
+                             "1.2.3",
+                             "--1",
+                             "+1.5",
+                             " 1.5",
+                             "1.5 ",
+                             "-0",
+                             "-0.0",
+                             "0",
+                             "1.",
+                             ".5",
+                             "-.5",
+                             "1e3",
+                             "1.5e-",
+                             "0x10",
+                             "inf",
+                             "nan",
+                             "1e999",
+                             "1e-999",
+                             "1,5",
+                             "1..2",
+                             "-.",
+                             "9999999999999999",
+                             "0.1234567890123456",
+                             "123456789012345678901234",
+                             "9007199254740993.0000000000000000000001"})
+        expect_as_strtod(text);
 }
 
 // --- locate_pdu ----------------------------------------------------------------------------------------------------

@@ -83,6 +83,42 @@ TEST_F(input, editor_is_set_up)
     EXPECT_EQ(history_max_entries, 20);
 }
 
+// What the editor's library does for each of its keys. The linker leads this call to us, as it does the library's own.
+static bool binds_keys()
+{
+    static constexpr char keys[] = "\\C-x\\C-z", typed[] = "\x18\x1a";
+    rl_bind_keyseq_if_unbound(keys, rl_newline);
+    const bool bound = rl_function_of_keyseq(typed, nullptr, nullptr) == rl_newline;
+    rl_bind_keyseq(keys, nullptr);
+    return bound;
+}
+
+TEST_F(input, keys_are_bound_for_a_prompt)
+{
+    EXPECT_TRUE(binds_keys());
+}
+
+TEST_F(input, no_key_is_bound_for_a_command_given_at_the_start)
+{
+    cli_interactive = 0;
+    EXPECT_FALSE(binds_keys());
+}
+
+// Whether the names of the editor's functions are set up; in a process of its own, since the library does it but once.
+static void exit_by_names(int interactive)
+{
+    cli_interactive = interactive;
+    rl_initialize_funmap();
+    _exit(funmap ? 1 : 0);
+}
+
+TEST(input_names, are_set_up_for_a_prompt_only)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(exit_by_names(1), testing::ExitedWithCode(1), "");
+    EXPECT_EXIT(exit_by_names(0), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(input, end_of_input_ends_the_loop)
 {
     cli_debug = 1;

@@ -105,6 +105,39 @@ TEST(append_output, gives_back_all_memory_but_the_text)
     EXPECT_EQ(heap.live(), before + 1);
 }
 
+TEST(append_output, several_accumulators_grow_in_turn)
+{
+    accumulator one, two;
+    for (const char *part : {"a", "bc", "def"}) {
+        append_output(&one.text, "%s", part);
+        append_output(&two.text, "<%s>", part);
+    }
+    EXPECT_STREQ(one.text, "abcdef");
+    EXPECT_STREQ(two.text, "<a><bc><def>");
+}
+
+TEST(append_output, failure_between_two_fragments_loses_nothing)
+{
+    accumulator out;
+    append_output(&out.text, "%s", "one ");
+    heap.fail_at(2);
+    EXPECT_EQ(append_output(&out.text, "%s", "two "), 1);
+    heap.fail_at(0);
+    EXPECT_EQ(append_output(&out.text, "%s", "three"), 0);
+    EXPECT_STREQ(out.text, "one three");
+}
+
+TEST(append_output, dropped_accumulator_is_not_remembered)
+{
+    accumulator out;
+    append_output(&out.text, "%s", "a first text, which is long");
+    drop_output(&out.text);
+    EXPECT_EQ(out.text, nullptr);
+    out.text = strdup("a second text, made elsewhere"); // may lie where the first did
+    EXPECT_EQ(append_output(&out.text, "%s", "!"), 0);
+    EXPECT_STREQ(out.text, "a second text, made elsewhere!");
+}
+
 TEST(cli_output, reaches_the_user_and_the_tap)
 {
     cli_output("text\n");
