@@ -17,8 +17,8 @@ static constexpr const char *fuse_words[] = {"N/A", "OK", "BLOWN"};
 static constexpr auto place_of_bit = [] {
     std::array<uint8_t, 32> places;
     places.fill(std::size(shm_values));
-    for (uint8_t i = 0; i < std::size(shm_values); i++)
-        places[static_cast<size_t>(std::countr_zero(shm_values[i].mask))] = i;
+    for (size_t i = 0; i < std::size(shm_values); i++)
+        places[static_cast<size_t>(std::countr_zero(shm_values[i].mask))] = static_cast<uint8_t>(i);
     return places;
 }();
 

@@ -69,8 +69,8 @@ int find_command_row(command_handler handler);
 
 // --- Output --------------------------------------------------------------------------------------------------------
 
-// Adds a formatted fragment to the accumulator (null, or what it made; drop_output releases it). 0, or 1 with the accumulator
-// unchanged; an empty fragment succeeds and makes a null accumulator an empty text.
+// Adds a formatted fragment to the accumulator (null, or what this made; drop_output releases it). 0, or 1 with the
+// accumulator unchanged; an empty fragment succeeds and makes a null accumulator an empty text.
 int append_output(char **out, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
 // Writes one text to the user and to the session library's tap; null is ignored.
