@@ -5,7 +5,7 @@
 //     limit --read KEY_FILE MEASURE SOCKET REQUEST ...
 //
 // A request is given as its bytes on the wire. A line is a write of its own: a command that shows its lines as it finds
-// them can't do with fewer. With --read it attaches the status segment and prints the measure's line of each node there,
+// them can't do with fewer. With --read it attaches the status segment and prints the measure's line of each node,
 // in one piece as the measuring commands do: each value read and formatted once, nothing looked up, nothing checked.
 
 #include <cstdio>

@@ -23,8 +23,12 @@ int find_family(const measure &m, const measure_node &node, measure_reading *rea
 
 int probe_values(const measure &m, const measure_node &node, int from, int to)
 {
+    uint32_t wanted = 0;
     for (int i = from; i < to; i++)
-        if (probe(node, m.leaves[i]))
+        wanted |= m.leaves[i].mask;
+    const uint32_t available = elecmon_available_shm(node.port, node.pdu, node.elem, node.type, wanted);
+    for (int i = from; i < to; i++)
+        if (!(available & m.leaves[i].mask) && probe_in_tree(node, m.leaves[i]))
             return log_unavailable(node, m.leaves[i].capability);
     return 0;
 }

@@ -110,6 +110,18 @@ int elecmon_caps_shm(int port, int pdu, int elem, int type, uint32_t mask)
     });
 }
 
+uint32_t elecmon_available_shm(int port, int pdu, int elem, int type, uint32_t wanted)
+{
+    uint32_t available = 0;
+    first_answer(port, pdu, [&](const shm_pdu &unit) {
+        shm_node found = find_node(segment(), unit, elem, type);
+        if (found.capabilities & found.block_valid)
+            available |= fetch(found.block->available) & wanted;
+        return available == wanted;
+    });
+    return available;
+}
+
 int elecmon_elem_info_shm(int port, int pdu, int elem, int type, uint32_t mask, char **text)
 {
     return first_answer(port, pdu, [&](const shm_pdu &unit) {

@@ -55,6 +55,9 @@ int node_caps_shm(int port, int pdu, int elem, int type, uint32_t mask);
 // 0 if the node's block of values is valid and any bit of the mask is set in its availability word.
 int elecmon_caps_shm(int port, int pdu, int elem, int type, uint32_t mask);
 
+// Those of the wanted bits for which elecmon_caps_shm would answer 0, found in one go; 0 where the segment is unusable.
+uint32_t elecmon_available_shm(int port, int pdu, int elem, int type, uint32_t wanted);
+
 // Renders the one value of the block that `mask` names. Neither the valid bit nor the availability word is tested.
 int elecmon_elem_info_shm(int port, int pdu, int elem, int type, uint32_t mask, char **text);
 

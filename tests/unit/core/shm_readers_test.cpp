@@ -102,6 +102,7 @@ TEST(shm_readers, unusable_segment_gives_no_answer_to_any_reader)
     EXPECT_EQ(elems(1, 1, elem_outlet), std::nullopt);
     EXPECT_NE(node_caps_shm(1, 1, 0, elem_pdu, ~0u), 0);
     EXPECT_NE(elecmon_caps_shm(1, 1, 0, elem_pdu, ~0u), 0);
+    EXPECT_EQ(elecmon_available_shm(1, 1, 0, elem_pdu, ~0u), 0U);
     EXPECT_EQ(value(1, 1, 0, elem_pdu, shm_mask_current), std::nullopt);
     EXPECT_EQ(attribute_number(1, 1, 0, elem_pdu, info_pdu_num_outlets), std::nullopt);
     EXPECT_EQ(found("lamp", name_of_outlet, wanted_outlet), std::nullopt);
@@ -301,6 +302,30 @@ TEST(shm_readers, value_counts_only_in_a_valid_block)
         EXPECT_EQ(elecmon_caps_shm(1, 1, at.elem, at.type, shm_mask_voltage), 0) << at.type;
         EXPECT_EQ(elecmon_caps_shm(1, 1, at.elem, at.type, shm_mask_voltage | shm_mask_power), 0) << at.type;
         EXPECT_NE(elecmon_caps_shm(1, 1, at.elem, at.type, shm_mask_power), 0) << at.type;
+    }
+}
+
+TEST(shm_readers, several_values_are_asked_for_as_each_by_itself)
+{
+    fake_chain chain;
+    fake_node unit = chain.unit();
+    fake_node other = chain.unit();
+    // Both records claim the tree's port 1, pdu 1.
+    shm_port &first = *fake_segment::at<shm_port>(segment.root().ports);
+    shm_port &second = *fake_segment::at<shm_port>(first.next);
+    second.id = first.id;
+    memcpy(second.name, first.name, sizeof second.name);
+    unit.block().available = 0x3;
+    other.block().available = 0x6;
+    for (uint32_t valid : {0U, 1U, 2U, 3U}) {
+        unit.pdu_record().capabilities = valid & 1 ? 0x00080000 : 0;
+        other.pdu_record().capabilities = valid & 2 ? 0x00080000 : 0;
+        uint32_t each = 0;
+        for (uint32_t mask : {0x1U, 0x2U, 0x4U, 0x8U})
+            each |= elecmon_caps_shm(1, 1, 0, elem_pdu, mask) == 0 ? mask : 0;
+        EXPECT_EQ(elecmon_available_shm(1, 1, 0, elem_pdu, 0xf), each) << valid;
+        EXPECT_EQ(elecmon_available_shm(1, 1, 0, elem_pdu, 0x5), each & 0x5) << valid;
+        EXPECT_EQ(each, (valid & 1 ? 0x3U : 0U) | (valid & 2 ? 0x6U : 0U));
     }
 }
 
