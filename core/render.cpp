@@ -78,7 +78,7 @@ char *date_str(char *buffer, time_t when)
     tm local;
     if (when == 0 || !localtime_r(&when, &local))
         return buffer;
-    // By hand, as tenths_str: six formatted numbers would cost more than the rest of a line of `energy`.
+    // By hand, as tenths_str: six formatted numbers would be the dearest part of a line of `energy`.
     const int64_t year = int64_t{local.tm_year} + 1900;
     char *at = year < 1000 ? buffer + snprintf(buffer, render_buffer_size, "%04" PRId64, year)
                            : std::to_chars(buffer, buffer + render_buffer_size, year).ptr;
