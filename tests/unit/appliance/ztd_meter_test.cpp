@@ -1,19 +1,8 @@
 // From the simulated chain over the control tree to the segment: what is published of meters is what there is, and says
 // so in its words of bits.
 
-#include <cstdlib>
-#include <memory>
-#include <sys/eventfd.h>
-#include <thread>
-#include <unistd.h>
-
-#include "appliance/morvd/endpoint.h"
-#include "appliance/morvd/server.h"
 #include "appliance/ztd_ng/image.h"
-#include "appliance/ztd_ng/poll.h"
-#include "ci.h"
-#include "tests/unit/appliance/morvd_desk.h"
-#include "vrn_tsapi.h"
+#include "tests/unit/appliance/ztd_desk.h"
 
 // A current-family unit whose outlet 2 doesn't measure, a legacy unit, and one that measures nothing.
 static constexpr char metered_chain[] = R"(
@@ -48,79 +37,9 @@ static constexpr uint32_t everything = 0x01ffffff; // neither protection in hard
 static constexpr uint32_t legacy_values =
     shm_mask_current | shm_mask_current_max | shm_mask_current_alarm | shm_mask_voltage | shm_mask_voltage_type;
 
-// The control daemon in a thread of its own, and a monitor's way to it.
-struct ztd_meter : testing::Test {
-    ztd_meter()
-    {
-        std::string fault;
-        EXPECT_TRUE(open_endpoint(folder.path + "/run", &place, &fault)) << fault;
-        desk.simulated.clock.driven = 0;
-        daemon = std::make_unique<server>(place.listener, desk.served, desk.simulated.clock, [](int, uid_t *user) {
-            *user = 0;
-            return true;
-        });
-        setenv("ZT_ROOT", folder.path.c_str(), 1);
-        setenv("ZT_CI_USER", "monitor", 1);
-        setenv("ZT_CI_SID", "1", 1);
-        run();
-        EXPECT_EQ(vrn_tsapi_init_with_vrnaaa_session(&handle, ci_init(nullptr)), 0);
-    }
-    ~ztd_meter() override
-    {
-        vrn_tsapi_destroy(handle);
-        pause();
-        for (const char *name : {"ZT_ROOT", "ZT_CI_USER", "ZT_CI_SID"})
-            unsetenv(name);
-        close(wake);
-        close_endpoint(place);
-    }
-
-    void run()
-    {
-        thread = std::thread([this] {
-            while (!daemon->turn(-1, wake)) {
-            }
-        });
-    }
-    // The daemon keeps its connections and does nothing, so that its desk may be touched.
-    void pause()
-    {
-        EXPECT_EQ(eventfd_write(wake, 1), 0);
-        thread.join();
-        eventfd_t woken;
-        EXPECT_EQ(eventfd_read(wake, &woken), 0);
-    }
-    void at(int64_t milliseconds)
-    {
-        pause();
-        desk.simulated.clock.driven = milliseconds;
-        run();
-    }
-
-    // The units of the only line, as the tree has them now.
-    const std::vector<unit_status> &polled()
-    {
-        EXPECT_TRUE(poll_chain(handle, chain));
-        return chain.at(0).units;
-    }
-
-    test_folder folder;
-    test_desk desk{metered_chain};
-    endpoint place;
-    int wake = eventfd(0, EFD_CLOEXEC);
-    std::unique_ptr<server> daemon;
-    std::thread thread;
-    vrn_tsapi_handle *handle = nullptr;
-    chain_status chain;
+struct ztd_meter : polled_desk {
+    ztd_meter() : polled_desk(metered_chain) {}
 };
-
-static int64_t value_of(const elecmon_status &status, uint32_t mask)
-{
-    for (size_t i = 0; i < value_count; i++)
-        if (shm_values[i].mask == mask)
-            return status.values[i];
-    return -1;
-}
 
 TEST_F(ztd_meter, current_family_supplies_every_value_where_it_measures)
 {
