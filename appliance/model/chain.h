@@ -184,8 +184,8 @@ meter *meter_at(chain &units, node_kind kind, const place &at);
 bool is_local(const port_line &port, int pdu);
 
 // Whether over-current protection keeps the outlet, one of that unit, from coming on: hardware protection has tripped;
-// or the unit's own is on, and the outlet's circuit or a phase that feeds it is overloaded: it has a meter that reads at
-// least the high critical level, or the desk says so. That one leaves an outlet on that is on.
+// or the unit's own is on, and the outlet's circuit or a phase that feeds it is overloaded: it has a meter that reads
+// at least the high critical level, or the desk says so. That one leaves an outlet on that is on.
 bool is_held_off(const unit &unit, const outlet &outlet);
 
 // Whether there is an outlet in the unit that is off and held so.

@@ -44,8 +44,9 @@ struct device {
     result_code (*reset_statistic)(void *self, node_kind kind, const place &at, quantity which);
     result_code (*reset_energy)(void *self, node_kind kind, const place &at);
 
-    // Of the environment monitor there. A name by the rules of check_envmon_name; the unit that it works in from now on,
-    // by a word of find_envmon_unit; a level, in that unit, of a monitor that has levels; what it keeps of its values.
+    // Of the environment monitor there. A name by the rules of check_envmon_name; the unit that it works in from now
+    // on, by a word of find_envmon_unit; a level, in that unit, of a monitor that has levels; what it keeps of its
+    // values begins anew.
     result_code (*set_envmon_name)(void *self, const place &at, std::string_view name);
     result_code (*set_envmon_unit)(void *self, const place &at, std::string_view word);
     result_code (*set_envmon_level)(void *self, const place &at, level which, double shown);

@@ -8,6 +8,7 @@
 #include <numbers>
 
 #include "appliance/model/protection.h"
+#include "appliance/model/sampling.h"
 #include "appliance/model/waver.h"
 
 using phasor = std::complex<double>;
@@ -15,7 +16,6 @@ using phasor = std::complex<double>;
 static constexpr double load_waver = 0.02; // of the load's own size
 static constexpr double feed_waver = 0.005;
 static constexpr int64_t waver_ms = 20'000; // from one turning point to the next
-static constexpr int64_t most_samples = 600;
 
 // --- Wavering -------------------------------------------------------------------------------------------------------
 
@@ -168,13 +168,8 @@ void start_meters(chain &units, int64_t at_ms, int64_t date)
 
 void run_meters(chain &units, int64_t from_ms, int64_t to_ms)
 {
-    int64_t samples_apart = (to_ms - from_ms) / (sample_ms * most_samples) + 1;
-    int64_t step = samples_apart * sample_ms;
-    for (int64_t at = from_ms; at < to_ms;) {
-        int64_t next = std::min(to_ms, at - at % sample_ms + step);
-        double seconds = static_cast<double>(next - at) / 1000;
+    each_sample(from_ms, to_ms, [&](double seconds, int64_t at_ms) {
         each_unit(units, [&](unit &one) { each_meter(one, [&](meter &its) { let_pass(its, seconds); }); });
-        at = next;
-        measure(units, at);
-    }
+        measure(units, at_ms);
+    });
 }

@@ -15,9 +15,6 @@
 
 #include "appliance/model/chain.h"
 
-// Readings are taken each time the clock's milliseconds are a multiple of this, besides when something changes.
-inline constexpr int64_t sample_ms = 1000;
-
 // Takes a reading at every node. What breaks by it, a fuse or a hardware protection, does so at once.
 void measure(chain &units, int64_t at_ms);
 

@@ -6,11 +6,10 @@
 #include <cmath>
 
 #include "appliance/model/chain.h"
+#include "appliance/model/sampling.h"
 #include "appliance/model/waver.h"
 
 static constexpr int64_t waver_ms = 300'000; // from one turning point to the next
-static constexpr int64_t sample_ms = 1000;
-static constexpr int64_t most_samples = 600;
 
 // --- Kinds and units ------------------------------------------------------------------------------------------------
 
@@ -31,18 +30,12 @@ static constexpr envmon_kind kinds[] = {
 
 // Those of a scale stand together, the usual one first.
 static constexpr envmon_unit all_units[] = {
-    {"oC",
-     "\xf8"
-     "C",
-     scale::temperature, 1, 0},
-    {"oF",
-     "\xf8"
-     "F",
-     scale::temperature, 1.8, 32},
-    {"K", "K", scale::temperature, 1, 273.15},
-    {"%", "%", scale::humidity, 1, 0},
-    {"afu", "afu", scale::air_flow, 1, 0},
-    {"none", "", scale::state, 1, 0},
+    {"oC", scale::temperature, 1, 0, 0, "\370C"},
+    {"oF", scale::temperature, 1.8, 32, 0, "\370F"},
+    {"K", scale::temperature, 1, 273.15, 273.15, "\370C"},
+    {"%", scale::humidity, 1, 0, 0, "%"},
+    {"afu", scale::air_flow, 1, 0, 0, "afu"},
+    {"none", scale::state, 1, 0, 0, ""},
 };
 
 const envmon_kind *find_envmon_kind(std::string_view type)
@@ -174,12 +167,8 @@ void start_envmons(chain &units, int64_t at_ms)
 
 void run_envmons(chain &units, int64_t from_ms, int64_t to_ms)
 {
-    int64_t step = ((to_ms - from_ms) / (sample_ms * most_samples) + 1) * sample_ms;
-    for (int64_t at = from_ms; at < to_ms;) {
-        int64_t next = std::min(to_ms, at - at % sample_ms + step);
-        double seconds = static_cast<double>(next - at) / 1000;
+    each_sample(from_ms, to_ms, [&](double seconds, int64_t at_ms) {
         each_envmon(units, [&](envmon &one, uint64_t) { keep_average(one.kept, one.now, seconds); });
-        at = next;
-        take_values(units, at);
-    }
+        take_values(units, at_ms);
+    });
 }

@@ -1,7 +1,7 @@
 // Environment monitors: what a probe measures, what is kept of it, and the levels that it is held against.
 //
-// Values and levels are held on one scale a quantity (temperatures in degrees Celsius) and are converted where they come
-// in or go out, so that a monitor which is told to work in another unit loses nothing.
+// Values and levels are held on one scale a quantity (temperatures in degrees Celsius) and are converted where they
+// come in or go out, so that a monitor which is told to work in another unit loses nothing.
 #pragma once
 
 #include <array>
@@ -25,10 +25,11 @@ enum class scale { state, temperature, humidity, air_flow };
 // A unit that values are shown in: value times factor plus offset.
 struct envmon_unit {
     std::string_view word; // the tree's
-    std::string_view mark; // behind a rendered number; the degree sign is the one byte that terminals of old know
     enum scale scale;
     double factor;
     double offset;
+    double taken_off;      // from a number that is rendered with its unit: kelvins are rendered as degrees Celsius
+    std::string_view mark; // behind it; the degree sign is a single byte
 };
 
 // The levels, from the highest to the lowest, on the scale.
@@ -79,8 +80,8 @@ const envmon_unit *find_envmon_unit(const envmon_kind &kind, std::string_view wo
 double shown_value(const envmon &one, double on_scale);
 double value_on_scale(const envmon &one, double shown);
 
-// The rules for a name: result_done, result_too_long or result_bad_value. At most 31 bytes, no comma and no colon, which
-// part the fields of a summary, no control character; the empty name is none.
+// The rules for a name: result_done, result_too_long or result_bad_value. At most 31 bytes, no comma and no colon,
+// which part the fields of a summary, no control character; the empty name is none.
 result_code check_envmon_name(std::string_view name);
 
 // A level in the monitor's unit, which has levels. result_bad_value where the value lies outside what its kind can

@@ -6,6 +6,7 @@
 
 #include "appliance/model/electricity.h"
 #include "appliance/model/flash.h"
+#include "appliance/model/sampling.h"
 #include "appliance/model/simulated_environment.h"
 
 static chain &chain_of(void *self)

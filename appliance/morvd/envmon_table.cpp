@@ -1,5 +1,5 @@
-// Keys of environment monitors, what they may hold, and what stands where a key is left out. Numbers are in the unit that
-// the monitor works in.
+// Keys of environment monitors, what they may hold, and what stands where a key is left out. Numbers are in the unit
+// that the monitor works in.
 
 #include "appliance/morvd/envmon_table.h"
 

@@ -79,12 +79,11 @@ static std::string figure(double value)
     return buffer;
 }
 
-static std::string value_text(const target &to, double on_scale)
+// The word of a state; else nothing, and the value is a number.
+static text state_word(const target &to, double on_scale)
 {
     const envmon_kind &kind = kind_of(to);
-    if (kind.scale == scale::state)
-        return std::string(kind.states[on_scale >= 0.5]);
-    return figure(shown_value(*to.envmon, on_scale));
+    return kind.scale == scale::state ? text(kind.states[on_scale >= 0.5]) : std::nullopt;
 }
 
 // The values of a monitor, on the scale.
@@ -107,12 +106,17 @@ static double average(const envmon &one)
 
 template <double (*value)(const envmon &)> static text plain(const target &to)
 {
-    return value_text(to, value(*to.envmon));
+    double on_scale = value(*to.envmon);
+    text word = state_word(to, on_scale);
+    return word ? word : figure(shown_value(*to.envmon, on_scale));
 }
 
 template <double (*value)(const envmon &)> static text with_mark(const target &to)
 {
-    return value_text(to, value(*to.envmon)).append(has_probe(to) ? to.envmon->unit->mark : "");
+    const envmon_unit &unit = *to.envmon->unit;
+    double on_scale = value(*to.envmon);
+    text word = state_word(to, on_scale);
+    return word ? word : figure(shown_value(*to.envmon, on_scale) - unit.taken_off).append(unit.mark);
 }
 
 // --- Levels ---------------------------------------------------------------------------------------------------------

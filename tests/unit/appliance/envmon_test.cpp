@@ -94,12 +94,8 @@ static std::string array_of(std::vector<std::string> names, const std::vector<st
 
 TEST(envmon, every_kind_has_its_word_number_unit_and_value)
 {
-    const char *kinds[][5] = {{"internal-temperature", "1", "oC", "30.0",
-                               "30.0\xf8"
-                               "C"},
-                              {"external-temperature", "2", "oF", "68.0",
-                               "68.0\xf8"
-                               "F"},
+    const char *kinds[][5] = {{"internal-temperature", "1", "oC", "30.0", "30.0\370C"},
+                              {"external-temperature", "2", "oF", "68.0", "68.0\370F"},
                               {"humidity", "3", "%", "40.0", "40.0%"},
                               {"air-flow", "4", "afu", "55.6", "55.6afu"},
                               {"dry-contact", "5", "none", "open", "open"},
@@ -107,7 +103,7 @@ TEST(envmon, every_kind_has_its_word_number_unit_and_value)
                               {"motion", "7", "none", "still", "still"},
                               {"smoke", "8", "none", "clear", "clear"},
                               {"UNDEFINED", "22", "none", "unknown", "unknown"},
-                              {"external-temperature", "2", "K", "300.0", "300.0K"}};
+                              {"external-temperature", "2", "K", "300.0", "26.9\370C"}};
     sensor_desk desk;
     int sensor = 0;
     for (const auto &[type, number, unit, value, rendered] : kinds) {
@@ -235,12 +231,9 @@ TEST(envmon, maximum_minimum_and_average_follow_the_value)
     EXPECT_EQ(desk.info(1, "max-value"), "40.0");
     EXPECT_EQ(desk.info(1, "min-value"), "20.0");
     EXPECT_EQ(desk.info(1, "avg-value"), "37.5");
-    EXPECT_EQ(desk.info(1, "max-value-units"), "40.0\xf8"
-                                               "C");
-    EXPECT_EQ(desk.info(1, "min-value-units"), "20.0\xf8"
-                                               "C");
-    EXPECT_EQ(desk.info(1, "avg-value-units"), "37.5\xf8"
-                                               "C");
+    EXPECT_EQ(desk.info(1, "max-value-units"), "40.0\370C");
+    EXPECT_EQ(desk.info(1, "min-value-units"), "20.0\370C");
+    EXPECT_EQ(desk.info(1, "avg-value-units"), "37.5\370C");
 }
 
 TEST(envmon, reset_begins_anew_with_the_present_value)

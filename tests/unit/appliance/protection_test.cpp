@@ -3,8 +3,8 @@
 
 #include "tests/unit/appliance/outlet_desk.h"
 
-// Three phases in delta with a fuse in each circuit: outlets 1 and 2 on XY1, 3 and 4 on XZ1, 5 and 6 on YZ1; the last is
-// fixed. A second unit has no protection, a third a fuse and nothing else.
+// Three phases in delta with a fuse in each circuit: outlets 1 and 2 on XY1, 3 and 4 on XZ1, 5 and 6 on YZ1; the last
+// is fixed. A second unit has no protection, a third a fuse and nothing else.
 static constexpr char guarded_chain[] = R"(
 noise = false
 [[port]]
