@@ -79,6 +79,18 @@ static std::string figure(double value)
     return buffer;
 }
 
+// A value or a level in the monitor's unit. Readers take something off kelvins and round then, so these have a decimal
+// more: 10 degrees would come out as 10.1 otherwise.
+static std::string figure_in_unit(const envmon &one, double on_scale)
+{
+    double shown = shown_value(one, on_scale);
+    if (one.unit->taken_off == 0)
+        return figure(shown);
+    char buffer[64];
+    snprintf(buffer, sizeof buffer, "%.2f", shown);
+    return buffer;
+}
+
 // The word of a state; else nothing, and the value is a number.
 static text state_word(const target &to, double on_scale)
 {
@@ -108,7 +120,7 @@ template <double (*value)(const envmon &)> static text plain(const target &to)
 {
     double on_scale = value(*to.envmon);
     text word = state_word(to, on_scale);
-    return word ? word : figure(shown_value(*to.envmon, on_scale));
+    return word ? word : figure_in_unit(*to.envmon, on_scale);
 }
 
 template <double (*value)(const envmon &)> static text with_mark(const target &to)
@@ -124,7 +136,7 @@ template <double (*value)(const envmon &)> static text with_mark(const target &t
 // A level is a number also where the value is a state.
 template <level which> static text level_text(const target &to)
 {
-    return figure(shown_value(*to.envmon, (*to.envmon->levels)[static_cast<size_t>(which)]));
+    return figure_in_unit(*to.envmon, (*to.envmon->levels)[static_cast<size_t>(which)]);
 }
 
 static text level_standing(const target &to)

@@ -103,7 +103,7 @@ TEST(envmon, every_kind_has_its_word_number_unit_and_value)
                               {"motion", "7", "none", "still", "still"},
                               {"smoke", "8", "none", "clear", "clear"},
                               {"UNDEFINED", "22", "none", "unknown", "unknown"},
-                              {"external-temperature", "2", "K", "300.0", "26.9\370C"}};
+                              {"external-temperature", "2", "K", "300.00", "26.9\370C"}};
     sensor_desk desk;
     int sensor = 0;
     for (const auto &[type, number, unit, value, rendered] : kinds) {
@@ -318,7 +318,7 @@ TEST(envmon, value_statistic_and_levels_go_over_to_the_unit_that_is_written)
     EXPECT_EQ(desk.levels(2), "40.0:30.0:10.0:5.0");
     EXPECT_EQ(desk.write(2, "unit", "Kelvin"), done);
     EXPECT_EQ(desk.info(2, "unit"), "K");
-    EXPECT_EQ(desk.levels(2), "313.2:303.2:283.2:278.2");
+    EXPECT_EQ(desk.levels(2), "313.15:303.15:283.15:278.15");
     EXPECT_EQ(desk.write(2, "unit", "Fahrenheit"), done);
     EXPECT_EQ(desk.levels(2), "104.0:86.0:50.0:41.0");
 }
