@@ -7,11 +7,13 @@
 #include <string_view>
 
 #include "appliance/model/chain.h"
+#include "appliance/model/network.h"
 #include "appliance/model/switching.h"
 
 struct device {
-    const chain *units; // what the units last said of themselves; owned by the device
-    void *self;         // what the operations work on
+    const chain *units;         // what the units last said of themselves; owned by the device
+    void *self;                 // what the operations work on
+    network_interface *network; // the appliance's own, on no device line
 
     // Gives the unit at that place an ID; the empty one brings the unit's own default back.
     result_code (*set_unit_id)(void *self, int port, int pdu, std::string_view id);

@@ -13,6 +13,7 @@ struct simulation {
     flash_store *flash = nullptr;           // of the units; must outlive the simulation
     std::optional<int64_t> next_due = {};   // kept by the device's operations, as what follows
     std::optional<int64_t> metered_to = {}; // how far the meters have run
+    network_interface network = {};
 };
 
 // To be called around whatever changes what flows: before, so that the meters have counted what flowed so far, and

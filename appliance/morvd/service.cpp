@@ -67,8 +67,8 @@ static answer ask(service &service, const word_list &words)
     size_t count = words.size() - 1;
     if (count < row->least || count > row->most)
         return refuse(result_bad_arguments);
-    if (row->code == verb::commit) // every change so far took effect when it was made
-        return {};
+    if (row->code == verb::commit) // all else takes effect when it is set
+        return done_or_refuse(commit_network(*service.line.network));
     return ask_tree(service.line, row->code, words[1], std::span(words).subspan(2));
 }
 

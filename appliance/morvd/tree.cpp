@@ -108,6 +108,11 @@ static bool find_outlet_by_name(target &to, std::span<const std::string> stars)
     return is_there(to);
 }
 
+static bool find_interface(target &, std::span<const std::string> stars)
+{
+    return stars[0] == interface_name;
+}
+
 static bool find_group_by_name(target &to, std::span<const std::string> stars)
 {
     for (const user_group &group : to.device->units->groups) {
@@ -141,6 +146,8 @@ static const node nodes[] = {
     {"power.pdu.pdu-local.outlet.*", find_local_outlet, local_outlet_leaves},
     {"power.pdu.*", find_unit_by_id, unit_by_id_leaves},
     {"power.outlet.*", find_outlet_by_name, outlet_by_name_leaves},
+    {"network", find_nothing, network_leaves},
+    {"network.interface.*", find_interface, interface_leaves},
     {"authorization.group", find_nothing, groups_leaves},
     {"authorization.group.name.*", find_group_by_name, group_by_name_leaves},
     {"authorization.group.id.*", find_group_by_id, group_by_id_leaves},
