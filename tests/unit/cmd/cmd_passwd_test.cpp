@@ -125,6 +125,7 @@ TEST_F(chain_password, user_without_a_name_shows_as_empty)
     EXPECT_EQ(after_prompts(type("a\na\n")), "Username/password set for user .\n");
 }
 
+// Intended: the record has no tag and no position; so has that of a refused password.
 TEST_F(chain_password, user_name_that_can_not_be_had_ends_it_before_the_password_is_sent)
 {
     tree.refuse("get", "power.global.tarnel.username");

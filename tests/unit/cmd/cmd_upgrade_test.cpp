@@ -189,6 +189,7 @@ TEST_F(upgrade, with_a_file_each_failed_exchange_and_allocation_is_survived)
 
 // --- The child ------------------------------------------------------------------------------------------------------
 
+// Intended: the child waits for any process of its group, 0.
 TEST_F(upgrade, child_receives_checks_writes_and_removes_the_image)
 {
     const own_root root;
@@ -513,6 +514,21 @@ TEST_F(upgrade, rest_of_the_list_goes_to_the_daemon_as_ranges)
     processes.take_over({800});
     answer("upgrade 7,1-3,5");
     EXPECT_EQ(sent(), (texts{"admin power.port.1.upgrade 2-3,5,7"}));
+}
+
+// Intended: units that do not fit the buffer are left out.
+TEST_F(upgrade, list_for_the_daemon_ends_where_31_characters_are_full)
+{
+    const own_root root;
+    root.receive_image(50000);
+    for (int unit = 5; unit <= 30; unit++)
+        chain.unit({.outlets = 1}).serve("upgrade", "");
+    processes.take_over({800});
+    answer("upgrade 1,3,5,7,9,11,13,15,17,19,21,23");
+    EXPECT_EQ(sent(), (texts{"admin power.port.1.upgrade 3,5,7,9,11,13,15,17,19,21,23"}));
+    processes.take_over({800});
+    answer("upgrade 10,12,14,16,18,20,22,24,26,28,30");
+    EXPECT_EQ(sent(), (texts{"admin power.port.1.upgrade 10,12,14,16,18,20,22,24,26,28,"}));
 }
 
 TEST_F(upgrade, chained_units_answer_as_with_a_file)
