@@ -57,6 +57,15 @@ static char *read_password()
     return password;
 }
 
+// Byte by byte: strcmp takes whole registers full of a password, which the next function of a library that is called for
+// the first time saves on the stack.
+static bool are_equal(const char *one, const char *other)
+{
+    for (; *one && *one == *other; one++)
+        other++;
+    return *one == *other;
+}
+
 // 0 with the password that was entered twice, or 1.
 static int ask_password(char **out, owned_password *password)
 {
@@ -73,7 +82,7 @@ static int ask_password(char **out, owned_password *password)
     const owned_password again(read_password());
     if (!again)
         return 1;
-    if (strcmp(password->get(), again.get()) != 0) {
+    if (!are_equal(password->get(), again.get())) {
         append_output(out, "Passwords do not match!!!\n");
         return 1;
     }

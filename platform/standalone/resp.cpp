@@ -303,8 +303,9 @@ morvdclient_transaction *resp_exchange(morvdclient_connection *connection, unsig
     if (size > sizeof usual && !large)
         return nullptr;
     char *request = large ? large : usual;
-    morvdclient_transaction *answer =
-        answer_to(connection, understood, request, put_request(request, count, words, more));
+    const size_t length = put_request(request, count, words, more);
+    morvdclient_transaction *answer = answer_to(connection, understood, request, length);
+    explicit_bzero(request, length); // it may have held a password
     free(large);
     return answer;
 }

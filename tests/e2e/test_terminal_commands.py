@@ -74,6 +74,26 @@ def test_password_is_neither_echoed_nor_tapped_nor_logged(chain):
     assert chain.tap().startswith(b"zt>passwd\nPassword: Re-enter password: Username/password set for user admin.\n")
 
 
+def memory_of(process):
+    """All that the process can read, piece by piece."""
+    with open(f"/proc/{process}/maps", encoding="latin-1") as maps, open(f"/proc/{process}/mem", "rb", 0) as memory:
+        for line in maps:
+            bounds, access, *_, name = (line.split(maxsplit=5) + [""])[:6]
+            start, end = (int(bound, 16) for bound in bounds.split("-"))
+            if "r" in access and not name.startswith("[v"):
+                memory.seek(start)
+                yield memory.read(end - start)
+
+
+@pytest.mark.parametrize("second", ["Zq7xKw2p", "Other"])
+def test_password_stands_in_no_memory_afterwards(chain, second):
+    session = chain.prompt()
+    enter(session, "Zq7xKw2p\r", second + "\r")
+    pieces = list(memory_of(session.process.pid))
+    assert any(b"IPDU #%d: Serial set to" in piece for piece in pieces)
+    assert not any(b"Zq7xKw2p" in piece for piece in pieces)
+
+
 def test_entries_that_differ_are_refused(chain):
     session = chain.prompt()
     assert enter(session, "secret\r", "other\r") == b"Passwords do not match!!!\n"
