@@ -57,8 +57,8 @@ static char *read_password()
     return password;
 }
 
-// Byte by byte: strcmp takes whole registers full of a password, which the next function of a library that is called for
-// the first time saves on the stack.
+// Byte by byte: strcmp takes whole registers full of a password, which the dynamic linker saves on the stack when a
+// library's function is called for the first time.
 static bool are_equal(const char *one, const char *other)
 {
     for (; *one && *one == *other; one++)

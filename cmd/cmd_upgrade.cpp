@@ -149,8 +149,8 @@ static owned_text shell_word(const char *absolute)
     return word;
 }
 
-// Runs a command line with the first signals open that this program blocks and a receiver lives by: 14 times its waits,
-// 2 breaks it off. What is blocked would stay so in it.
+// Runs a command line with two signals let through that this program blocks and a receiver lives by: 14 times its
+// waits, 2 breaks it off. What is blocked here would stay so in it.
 static int run_with_signals(const char *command)
 {
     sigset_t needed, held;

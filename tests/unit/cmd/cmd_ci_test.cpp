@@ -13,6 +13,8 @@ constexpr char good[] = "ci_module=sh;ci_function=run;ci_args=-l";
 struct modules : testing::Test {
     modules()
     {
+        cli_free_args(); // with what other tests left behind a short argument
+        cli_make_args();
         tree.text("appliance.shell", good).text("appliance.scp", good);
         session.exec_result = 3; // a function that went well declines the line, so that its answer is the failure text
     }
@@ -74,7 +76,6 @@ TEST_F(modules, argument_is_limited_to_255_characters)
 // Intended: only the first word of the buffer is cleared.
 TEST_F(modules, argument_of_four_characters_drags_along_what_a_longer_one_left)
 {
-    cli_free_args(); // what other tests left
     answer("shell abcdefghij");
     answer("scp wxyz");
     EXPECT_EXCHANGES({"info appliance.scp wxyzefghij"});
