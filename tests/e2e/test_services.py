@@ -126,8 +126,9 @@ def test_own_unit_is_received_checked_and_written(firmware):
     assert [words for words in firmware.morvd.asked() if words.startswith("admin")] == []
 
 
-def test_receiver_that_fails(firmware):
-    program(firmware, "usr/bin/rz", "kill -TERM $$")
+@pytest.mark.parametrize("end", ["exit 3", "kill -ALRM $$; sleep 60"])
+def test_receiver_that_fails(firmware, end):
+    program(firmware, "usr/bin/rz", end)
     assert firmware.run("upgrade 1").stdout == DOWNLOAD + b"Command failed.\n"
     assert not (firmware.root / "check").exists()
 
