@@ -11,6 +11,7 @@
 #include "cmd/sensor_thresholds.h"
 #include "core/identifiers.h"
 #include "core/log.h"
+#include "core/render.h"
 #include "core/utils.h"
 #include "core/walkers.h"
 
@@ -152,9 +153,9 @@ static owned_text summary_detail(const sensor_reading &reading)
 {
     const owned_text *text = reading.values;
     if (!reading.has_statistics)
-        return made_text("%s", value_alone(reading));
-    return made_text("%s,%s,%s,%s", text_or_empty(text[value]), text_or_empty(text[maximum]),
-                     text_or_empty(text[minimum]), text_or_empty(text[average]));
+        return new_text("%s", value_alone(reading));
+    return new_text("%s,%s,%s,%s", text_or_empty(text[value]), text_or_empty(text[maximum]),
+                    text_or_empty(text[minimum]), text_or_empty(text[average]));
 }
 
 static owned_text long_detail(const sensor_reading &reading)
@@ -163,16 +164,16 @@ static owned_text long_detail(const sensor_reading &reading)
     const char *type = reading.type_name;
     const char *name = text_or_empty(reading.sys_name);
     if (!reading.has_statistics)
-        return made_text("%s sensor %s is %s.", type, name, value_alone(reading));
-    return made_text("%s on sensor %s: %s. Maximum %s on sensor %s: %s. "
-                     "Minimum %s on sensor %s: %s. Average %s on sensor %s: %s.",
-                     type, name, text_or_empty(text[value]), type, name, text_or_empty(text[maximum]), type, name,
-                     text_or_empty(text[minimum]), type, name, text_or_empty(text[average]));
+        return new_text("%s sensor %s is %s.", type, name, value_alone(reading));
+    return new_text("%s on sensor %s: %s. Maximum %s on sensor %s: %s. "
+                    "Minimum %s on sensor %s: %s. Average %s on sensor %s: %s.",
+                    type, name, text_or_empty(text[value]), type, name, text_or_empty(text[maximum]), type, name,
+                    text_or_empty(text[minimum]), type, name, text_or_empty(text[average]));
 }
 
 static int append_summary(int row, char **out, const sensor &at, const sensor_reading &reading)
 {
-    owned_text label = made_text("%s %s ", text_or_empty(reading.sys_name), text_or_empty(reading.name));
+    owned_text label = new_text("%s %s ", text_or_empty(reading.sys_name), text_or_empty(reading.name));
     owned_text detail = summary_detail(reading);
     if (!label || !detail ||
         append_output(out, command_table[row].format, at.pdu, at.envmon, reading.raw_type, label.get(), detail.get()))
@@ -200,7 +201,7 @@ static int show_sensor(int row, char **out, const sensor &at, bool summary)
     return summary ? append_summary(row, out, at, reading) : append_reading(row, out, at, reading);
 }
 
-// The variable argument: non-zero for the summary form.
+// The variable argument: 1 for the summary form.
 static int sensor_elem_get(int port, int pdu, int row, char **out, int envmon, va_list *rest)
 {
     return failure_tail(show_sensor(row, out, {port, pdu, envmon}, peek_int(rest) == 1), row, out);

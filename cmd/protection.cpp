@@ -2,10 +2,10 @@
 
 #include "cmd/protection.h"
 
-#include <cstdio>
 #include <iterator>
 
 #include "core/log.h"
+#include "core/render.h"
 #include "core/walkers.h"
 #include "core/ztd_shm.h"
 
@@ -24,11 +24,8 @@ static const protected_type *type_with_state(const protection &what, int type)
 static int read_name(const protected_type &type, const element &at, owned_text &name)
 {
     if (!type.name) {
-        char *number;
-        if (asprintf(&number, "%d", at.number) < 0)
-            return 1;
-        name.reset(number);
-        return 0;
+        name = number_text(at.number);
+        return name ? 0 : 1;
     }
     if (shm_usable() < 0)
         return type.name(cli_tsapi, into(name), nullptr, at.port, at.pdu, at.number);
@@ -44,11 +41,10 @@ static int read_state(const protected_type &type, uint32_t mask, const element &
 
 static int make_label(const protected_type &type, const owned_text &name, owned_text &label)
 {
-    char *made;
-    if (is_empty(name) || asprintf(&made, "in %s %s ", type.word, name.get()) < 0)
+    if (is_empty(name))
         return 1;
-    label.reset(made);
-    return 0;
+    label = joined_text({"in ", type.word, " ", name.get(), " "});
+    return label ? 0 : 1;
 }
 
 int read_protection(const protection &what, const element &at, owned_text &label, owned_text &state)

@@ -2,8 +2,6 @@
 
 #include "cmd/sensor.h"
 
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 
 #include "client/tree.h"
@@ -98,14 +96,4 @@ void render_value(const char *unit, owned_text &value)
     char *rendered;
     if (sensor_value_str(unit, value.get(), &rendered))
         value.reset(rendered);
-}
-
-owned_text made_text(const char *format, ...)
-{
-    char *text;
-    va_list rest;
-    va_start(rest, format);
-    int length = vasprintf(&text, format, rest);
-    va_end(rest);
-    return owned_text(length < 0 ? nullptr : text);
 }

@@ -37,6 +37,3 @@ const char *read_type_name(const sensor &at);
 
 // Puts the value in its unit. Left as it is where either is absent or the unit is none that we know.
 void render_value(const char *unit, owned_text &value);
-
-// A formatted text; absent without memory.
-owned_text made_text(const char *format, ...) __attribute__((format(printf, 1, 2)));

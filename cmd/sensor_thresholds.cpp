@@ -9,6 +9,7 @@
 #include "client/tree.h"
 #include "core/identifiers.h"
 #include "core/log.h"
+#include "core/render.h"
 #include "core/utils.h"
 #include "core/walkers.h"
 #include "shell/cli.h"
@@ -154,7 +155,7 @@ static int normalise(unit_test accepts, const char *unit, threshold_write *write
             log_notice("Invalid unit %s", unit);
             return 1;
         }
-        write->normal[i] = made_text("%.1f", write->number[i]);
+        write->normal[i] = new_text("%.1f", write->number[i]);
         if (!write->normal[i])
             return log_failure("problem filling in levelk");
     }
