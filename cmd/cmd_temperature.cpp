@@ -3,13 +3,13 @@
 
 #include "cmd/cmd_temperature.h"
 
-#include <cstdio>
 #include <cstring>
 
 #include "client/tree.h"
 #include "client/types.h"
 #include "core/identifiers.h"
 #include "core/log.h"
+#include "core/render.h"
 #include "core/utils.h"
 #include "core/walkers.h"
 
@@ -71,11 +71,12 @@ static int probe_type(int port, int pdu)
     return strstr(text_or_empty(type), "temperature") ? 0 : 1;
 }
 
+// All of them are asked for, whatever failed before: each that can't be had has its own line in the log.
 static int read_values(int port, int pdu, int count, owned_text *read)
 {
     for (int i = 0; i < count; i++)
         if (values[i].info(cli_tsapi, into(read[i]), nullptr, port, pdu, first_envmon))
-            return log_failure("Fail to get %s for pdu %d@%d", values[i].log_word, pdu, port);
+            log_failure("Fail to get %s for pdu %d@%d", values[i].log_word, pdu, port);
     for (int i = 0; i < count; i++)
         if (is_empty(read[i]))
             return 1;
@@ -87,10 +88,7 @@ static int read_values(int port, int pdu, int count, owned_text *read)
 // What the line ends with on a unit that has all four values; absent without memory.
 static owned_text extremes(const owned_text *read)
 {
-    char *suffix;
-    int length =
-        asprintf(&suffix, ". Minimum: %s. Average: %s", text_or_empty(read[minimum]), text_or_empty(read[average]));
-    return owned_text(length < 0 ? nullptr : suffix);
+    return joined_text({". Minimum: ", text_or_empty(read[minimum]), ". Average: ", text_or_empty(read[average])});
 }
 
 // A line that can't be added is only logged: the error format would deny the sensor. So it is behind a reset.

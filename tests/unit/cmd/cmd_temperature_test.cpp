@@ -2,6 +2,8 @@
 
 #include "cmd/cmd_temperature.h"
 
+#include <tuple>
+
 #include "tests/unit/cmd/each_failure.h"
 
 namespace {
@@ -175,17 +177,28 @@ TEST_F(temperature, unknown_model_is_logged_and_ends_in_the_sentence)
 
 TEST_F(temperature, failed_read_is_logged_and_ends_in_the_sentence)
 {
-    const std::pair<const char *, const char *> reads[] = {{"type", "sensor type"},
-                                                           {"value-units", "temperature"},
-                                                           {"max-value-units", "temperatureMax"},
-                                                           {"min-value-units", "temperatureMin"}};
-    for (const auto &[leaf, word] : reads) {
+    const std::tuple<const char *, const char *, const char *> reads[] = {
+        {"type", "sensor type", "type"},
+        {"value-units", "temperature", "avg-value-units"},
+        {"max-value-units", "temperatureMax", "avg-value-units"},
+        {"min-value-units", "temperatureMin", "avg-value-units"}};
+    for (const auto &[leaf, word, last_read] : reads) {
         tree.refuse("info", sensor.path(leaf));
         EXPECT_EQ(answer("temperature 1"), none) << leaf;
         EXPECT_EQ(failures_behind_locating(), (texts{std::string("Fail to get ") + word + " for pdu 1@1"}));
-        EXPECT_EQ(exchanges().back(), "info " + sensor.path(leaf));
+        EXPECT_EQ(exchanges().back(), "info " + sensor.path(last_read)) << leaf;
         tree.allow("info", sensor.path(leaf));
     }
+}
+
+TEST_F(temperature, each_failed_value_is_logged)
+{
+    for (const char *leaf : {"value-units", "max-value-units", "min-value-units", "avg-value-units"})
+        sensor.refuse("info", leaf);
+    EXPECT_EQ(answer("temperature 1"), none);
+    EXPECT_EQ(failures_behind_locating(),
+              (texts{"Fail to get temperature for pdu 1@1", "Fail to get temperatureMax for pdu 1@1",
+                     "Fail to get temperatureMin for pdu 1@1", "Fail to get temperatureMin for pdu 1@1"}));
 }
 
 TEST_F(temperature, failed_average_is_logged_as_the_minimum)
