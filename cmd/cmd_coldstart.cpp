@@ -16,6 +16,7 @@ const char coldstart_usage[] = "Usage: coldstart [<ipdu number or ID> [<duration
 static int append_delay(int row, char **out, int pdu, int delay)
 {
     const char *format = command_table[row].format;
+    // Intended: the message ends with a blank (the log is read by its texts).
     if (format && append_output(out, format, pdu, delay))
         return log_failure("Fail to printf pdu %d cold start delay %d ", pdu, delay);
     return 0;

@@ -53,8 +53,8 @@ static int start(const flash_action &action, int port, int pdu)
     return log_failure("%s command failed on pdu %d@%d", action.log_word, pdu, port);
 }
 
-// Waits for the unit; how many polls found it at work. Intended: one that is still at work after the last is taken for
-// done (nothing tells a slow unit from a lost one).
+// Waits for the unit; how many polls found it at work.
+// Intended: one that is still at work after the last is taken for done (nothing tells a slow unit from a lost one).
 static int wait_until_done(const flash_action &action, int port, int pdu)
 {
     int fruitless = 0;
@@ -110,6 +110,7 @@ static int restore(int port, int pdu)
     return 0;
 }
 
+// Intended: no words for a failure behind a unit that is done (that unit's last word still waits to be shown).
 static int save_pdu(int row, char **out, int port, int pdu, va_list *)
 {
     return failure_tail_of_unit(save(row, out, port, pdu), row, out, pdu);

@@ -186,6 +186,7 @@ std::string answer_without_line(const char *line)
     return answer(line);
 }
 
+// Intended: the message ends with a blank.
 TEST_F(coldstart, line_that_cannot_be_built_is_logged)
 {
     for (const char *line : {"coldstart 1", "coldstart 1 5"}) {

@@ -194,7 +194,7 @@ TEST_F(flash, unit_without_save_is_told_in_the_words_of_the_row)
     EXPECT_FAILURES({"Node save unavailable for 1@1", "Fail to execute for PDU 1"});
 }
 
-TEST_F(flash, unit_without_save_behind_a_saved_one_is_not_told)
+TEST_F(flash, intended_unit_without_save_behind_a_saved_one_is_not_told)
 {
     unit();
     unit().without("save");
