@@ -112,6 +112,15 @@ int each_failing_exchange(how way, const std::function<void(int n)> &body)
     }
 }
 
+void restart_getopt()
+{
+    char name[] = "ztcli";
+    char *const words[] = {name, nullptr};
+    optind = 0; // which makes getopt forget where in a word it was
+    getopt(1, words, "");
+    optind = 1;
+}
+
 void reset()
 {
     reset_libc();

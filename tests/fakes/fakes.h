@@ -288,6 +288,9 @@ int each_failing_allocation(const std::function<void(int n)> &body);
 // The same with the n-th exchange.
 int each_failing_exchange(how way, const std::function<void(int n)> &body);
 
+// The next getopt starts with the first word, whatever was parsed before in this process.
+void restart_getopt();
+
 // Sets everything back; main.cpp calls it before each test and `check_settled` behind it.
 void reset();
 void check_settled();

@@ -104,7 +104,7 @@ std::string take_part(std::string &text)
     cli_tsapi = nullptr;
     cli_sid = 0;
     cli_own_name = 0;
-    optind = 0; // anew, with what getopt keeps to itself
+    restart_getopt();
     rl_instream = stdin;
     if (given.before)
         given.before();

@@ -7,7 +7,7 @@
 
 #include "tests/fakes/fakes.h"
 
-// parse_options on these words. getopt starts afresh.
+// parse_options on these words.
 static int parse(texts words)
 {
     words.insert(words.begin(), "ztcli");
@@ -15,9 +15,7 @@ static int parse(texts words)
     for (std::string &word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);
-    optind = 0;
-    getopt(1, argv.data(), "");
-    optind = 1;
+    restart_getopt();
     forget();
     return parse_options(static_cast<int>(words.size()), argv.data());
 }
