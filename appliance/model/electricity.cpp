@@ -166,6 +166,11 @@ void start_meters(chain &units, int64_t at_ms, int64_t date)
     measure(units, at_ms);
 }
 
+void forget_extremes(unit &holder)
+{
+    each_meter(holder, [](meter &its) { its.kept = {}; });
+}
+
 void run_meters(chain &units, int64_t from_ms, int64_t to_ms)
 {
     each_sample(from_ms, to_ms, [&](double seconds, int64_t at_ms) {

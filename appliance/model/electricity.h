@@ -21,5 +21,8 @@ void measure(chain &units, int64_t at_ms);
 // Every count of energy begins, at that local date, and a first reading is taken.
 void start_meters(chain &units, int64_t at_ms, int64_t date);
 
+// What the unit's meters keep of their values, but for energy, begins anew with the next reading.
+void forget_extremes(unit &holder);
+
 // Lets time go on, with readings on the way. A long time has them farther apart.
 void run_meters(chain &units, int64_t from_ms, int64_t to_ms);

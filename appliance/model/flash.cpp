@@ -4,14 +4,17 @@
 
 #include <algorithm>
 
+#include "appliance/model/electricity.h"
+
 static const std::string &line_of(const chain &units, const place &at)
 {
     return units.ports[static_cast<size_t>(at.port - 1)].name;
 }
 
-static std::optional<configuration> saved_of(const chain &units, const flash_store *flash, const place &at)
+static std::optional<configuration> saved_of(chain &units, const flash_store *flash, const place &at)
 {
-    return flash ? flash->load(line_of(units, at), at.pdu) : std::nullopt;
+    std::optional<configuration> saved = flash ? flash->load(line_of(units, at), at.pdu) : std::nullopt;
+    return saved ? std::optional(filled_up(std::move(*saved), unit_at(units, at)->as_made)) : std::nullopt;
 }
 
 // --- Relays ---------------------------------------------------------------------------------------------------------
@@ -49,6 +52,16 @@ static void set_relays(unit &of, const configuration &saved)
     for (outlet &one : of.outlets)
         if (std::optional<bool> on = saved_state(saved, ++number); on && has_relay(of, one))
             one.on = *on;
+}
+
+// --- Memory ---------------------------------------------------------------------------------------------------------
+
+// Extremes and averages are in memory that a restart empties; energy is counted in one that lasts.
+static void forget_recorded(unit &of)
+{
+    forget_extremes(of);
+    for (envmon &one : of.envmons)
+        reset_statistic(one);
 }
 
 // --- Tasks ----------------------------------------------------------------------------------------------------------
@@ -110,6 +123,7 @@ static void end_task(chain &units, const flash_store *flash, const place &at)
 {
     unit &of = *unit_at(units, at);
     if (of.task == unit_task::reboot) {
+        forget_recorded(of);
         configuration found = saved_of(units, flash, at).value_or(of.as_made);
         apply_settings(units, at, found);
         plan_start(of, found, of.busy_until);

@@ -3,7 +3,8 @@
 //
 // A unit comes back from a restart with what it saved last, or as it was made where it saved nothing. Its relays have
 // dropped; those that were saved as on come on in their order once the cold start delay has passed, each when the
-// power-on interval of the one before is over.
+// power-on interval of the one before is over. Until then nothing flows through them. Extremes and averages begin anew
+// when the unit is back, at its meters and environment monitors; energy counts go on.
 #pragma once
 
 #include <cstdint>

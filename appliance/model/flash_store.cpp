@@ -68,7 +68,7 @@ bool flash_store::create_table(std::string *cause)
 {
     bool made = run("PRAGMA journal_mode = DELETE; PRAGMA synchronous = FULL;"
                     "CREATE TABLE IF NOT EXISTS setting (port TEXT NOT NULL, pdu INTEGER NOT NULL,"
-                    " part INTEGER NOT NULL, name TEXT NOT NULL, value TEXT NOT NULL,"
+                    " part TEXT NOT NULL, name TEXT NOT NULL, value TEXT NOT NULL,"
                     " UNIQUE (port, pdu, part, name));");
     if (!made)
         *cause = sqlite3_errmsg(base_);
@@ -137,6 +137,6 @@ std::optional<configuration> flash_store::load(std::string_view port, int pdu) c
     configuration read;
     int code = rows ? SQLITE_ROW : SQLITE_ERROR;
     while (rows && (code = sqlite3_step(rows.get())) == SQLITE_ROW)
-        read.push_back({sqlite3_column_int(rows.get(), 0), column_text(rows, 1), column_text(rows, 2)});
+        read.push_back({column_text(rows, 0), column_text(rows, 1), column_text(rows, 2)});
     return code == SQLITE_DONE && !read.empty() ? std::optional(std::move(read)) : std::nullopt;
 }

@@ -1,5 +1,6 @@
-// What a user can set at a unit, as texts: the form in which flash keeps it, and in which the tree shows what is the
-// unit's own. A setting whose value is absent is a capability that the unit lacks; it is neither shown nor kept.
+// What a user can set at a unit and its parts, as texts: the form in which flash keeps it, and in which the tree shows
+// what is the unit's own. A setting whose value is absent is a capability that the unit lacks; it is neither shown nor
+// kept.
 #pragma once
 
 #include <optional>
@@ -13,9 +14,9 @@ struct chain;
 struct place;
 struct unit;
 
-// One value of a unit (part 0) or of its outlet with that number.
+// One value of a unit, whose part is "", or of one of its parts: "phase.1", "circuit.1", "outlet.1", "envmon.1".
 struct setting {
-    int part = 0;
+    std::string part;
     std::string name;
     std::string value;
 
@@ -45,13 +46,16 @@ std::optional<std::string> setting_text(const unit &unit, unit_setting which);
 // than the setting takes.
 result_code change_setting(unit &unit, unit_setting which, std::string_view value);
 
-// All that is set at the unit and its outlets, their locks and the states of their relays among it.
+// All that is set at the unit and its parts, the locks of outlets and the states of their relays among it.
 configuration settings_of(const unit &unit);
 
 // Puts these settings on the unit at that place, but for the states of relays. What it lacks, or a value that it does
 // not take, is passed over. An ID that another unit has by now gives way to the unit's own default, a name that another
 // outlet has to none.
 void apply_settings(chain &units, const place &at, const configuration &saved);
+
+// What was saved, and for what is not among it, as another version knew less, what stands in `as_made`.
+configuration filled_up(configuration saved, const configuration &as_made);
 
 // Whether the outlet with that number was saved as on; nothing where its state was not saved.
 std::optional<bool> saved_state(const configuration &saved, int outlet);

@@ -87,6 +87,7 @@ static result_code begin_unit_task(void *self, int port, int pdu, unit_task task
 {
     simulation &desk = *static_cast<simulation *>(self);
     int64_t now = desk.clock.now_ms();
+    run_to(desk, now); // relays drop at once
     result_code code = begin_task(desk.units, desk.flash, {port, pdu}, task, now);
     do_all_due(desk, now);
     return code;

@@ -12,7 +12,8 @@
 
 #include "tests/unit/appliance/morvd_desk.h"
 
-static const configuration some = {{0, "id", "rack1"}, {0, "buzzer", "on"}, {1, "name", "web"}, {12, "name", ""}};
+static const configuration some = {
+    {"", "id", "rack1"}, {"", "buzzer", "on"}, {"outlet.1", "name", "web"}, {"outlet.12", "name", ""}};
 
 struct flash_file : testing::Test {
     test_folder folder;
@@ -49,8 +50,8 @@ TEST_F(flash_file, save_takes_the_place_of_the_one_before)
 {
     auto store = opened();
     store->save("local", 1, some);
-    EXPECT_TRUE(store->save("local", 1, {{0, "id", "new"}}));
-    EXPECT_EQ(store->load("local", 1), (configuration{{0, "id", "new"}}));
+    EXPECT_TRUE(store->save("local", 1, {{"", "id", "new"}}));
+    EXPECT_EQ(store->load("local", 1), (configuration{{"", "id", "new"}}));
 }
 
 TEST_F(flash_file, erased_unit_has_nothing_and_the_others_keep_theirs)
@@ -67,7 +68,7 @@ TEST_F(flash_file, erased_unit_has_nothing_and_the_others_keep_theirs)
 TEST_F(flash_file, texts_may_hold_any_byte)
 {
     auto store = opened();
-    const configuration odd = {{0, "id", "a'b\"; DROP TABLE setting; --"}, {1, "name", "b\xc3\xbcro \xff"}};
+    const configuration odd = {{"", "id", "a'b\"; DROP TABLE setting; --"}, {"outlet.1", "name", "b\xc3\xbcro \xff"}};
     EXPECT_TRUE(store->save("l'ocal", 1, odd));
     EXPECT_EQ(store->load("l'ocal", 1), odd);
 }
@@ -82,9 +83,9 @@ TEST_F(flash_file, save_that_fails_in_the_middle_leaves_the_one_before)
 {
     auto store = opened();
     store->save("local", 1, some);
-    EXPECT_FALSE(store->save("local", 1, {{0, "id", "new"}, {0, "id", "twice"}}));
+    EXPECT_FALSE(store->save("local", 1, {{"", "id", "new"}, {"", "id", "twice"}}));
     EXPECT_EQ(store->load("local", 1), some);
-    EXPECT_TRUE(store->save("local", 1, {{0, "id", "new"}}));
+    EXPECT_TRUE(store->save("local", 1, {{"", "id", "new"}}));
 }
 
 TEST_F(flash_file, store_that_is_not_open_saves_and_has_nothing)
@@ -139,7 +140,7 @@ static configuration generation(int number)
 {
     configuration made;
     for (int outlet = 0; outlet < 128; outlet++)
-        made.push_back({outlet, "name", std::string(60, 'x') + std::to_string(number)});
+        made.push_back({"outlet." + std::to_string(outlet), "name", std::string(60, 'x') + std::to_string(number)});
     return made;
 }
 

@@ -1,8 +1,6 @@
 // What units do with their flash and how they restart, as a client sees it, on a clock that the test drives.
 
-#include "appliance/model/flash.h"
-
-#include "tests/unit/appliance/outlet_desk.h"
+#include "tests/unit/appliance/flash_desk.h"
 
 static constexpr char flash_chain[] = R"(
 [[port]]
@@ -47,44 +45,7 @@ static constexpr char busy[] = "-ERR 17 unit is busy\r\n";
 static constexpr char nothing_saved[] = "-ERR 18 nothing saved\r\n";
 static constexpr char flash_fault[] = "-ERR 19 cannot write flash\r\n";
 
-// Such a desk with its flash in a file; a second one on the same file stands for the daemon's next start.
-struct flash_desk : switching_desk {
-    explicit flash_desk(const std::string &folder, std::string_view text = flash_chain) : switching_desk(text)
-    {
-        std::string fault;
-        EXPECT_TRUE(flash.open(folder + "/flash", &fault)) << fault;
-        simulated.flash = &flash;
-        start_units(simulated.units, flash);
-        at(0);
-    }
-
-    static std::string path(int pdu, const std::string &leaf)
-    {
-        return "power.port.1.pdu." + std::to_string(pdu) + (leaf.empty() ? "" : ".") + leaf;
-    }
-    std::string begin(const std::string &task, int pdu = 1) { return ask({"admin", path(pdu, task)}); }
-    std::string set(const std::string &leaf, const std::string &value, int pdu = 1)
-    {
-        return ask({"admin", path(pdu, leaf), value});
-    }
-    std::string shown(const std::string &leaf, int pdu = 1) { return text_of(ask({"info", path(pdu, leaf)})); }
-    bool lists(const std::string &leaf, int pdu = 1)
-    {
-        return ask({"mlist", path(pdu, "")}).find(bulk(leaf)) != std::string::npos;
-    }
-
-    flash_store flash;
-};
-
-struct flash_tasks : testing::Test {
-    test_folder folder;
-};
-
 // --- The settings ---------------------------------------------------------------------------------------------------
-
-struct changed_setting {
-    const char *leaf, *before, *after;
-};
 
 static constexpr changed_setting unit_changes[] = {
     {"id", "rack1", "cellar"},
@@ -103,30 +64,23 @@ static constexpr changed_setting unit_changes[] = {
 
 static void change_all(flash_desk &desk)
 {
-    for (const changed_setting &one : unit_changes)
-        EXPECT_EQ(desk.set(one.leaf, one.after), done) << one.leaf;
+    set_all(desk, unit_changes);
     EXPECT_EQ(desk.command("unlock", "1.1.3"), done);
     EXPECT_EQ(desk.command("ioff", "1.1.3"), done);
     EXPECT_EQ(desk.command("lock", "1.1.5"), done);
 }
 
-static void expect_all(flash_desk &desk, const char *changed_setting::*state)
-{
-    for (const changed_setting &one : unit_changes)
-        EXPECT_EQ(desk.shown(one.leaf), one.*state) << one.leaf;
-}
-
 TEST_F(flash_tasks, settings_read_as_they_were_set)
 {
-    flash_desk desk(folder.path);
-    expect_all(desk, &changed_setting::before);
+    flash_desk desk(folder.path, flash_chain);
+    expect_all(desk, unit_changes, &changed_setting::before);
     change_all(desk);
-    expect_all(desk, &changed_setting::after);
+    expect_all(desk, unit_changes, &changed_setting::after);
 }
 
 TEST_F(flash_tasks, settings_take_their_own_texts_and_no_others)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     const std::pair<const char *, std::vector<std::string>> wrong[] = {
         {"cold-start-delay", {"-1", "3601", "5s", "", "1.5"}},
         {"buzzer", {"ON", "1", "", "true"}},
@@ -139,12 +93,12 @@ TEST_F(flash_tasks, settings_take_their_own_texts_and_no_others)
             EXPECT_EQ(desk.set(leaf, value), bad_value) << leaf << " " << value;
     EXPECT_EQ(desk.ask({"admin", desk.path(1, "buzzer")}), bad_arguments);
     EXPECT_EQ(desk.ask({"admin", desk.path(1, "buzzer"), "on", "off"}), bad_arguments);
-    expect_all(desk, &changed_setting::before);
+    expect_all(desk, unit_changes, &changed_setting::before);
 }
 
 TEST_F(flash_tasks, unit_without_a_setting_has_no_leaf_for_it)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     for (const char *leaf : {"cold-start-delay", "buzzer", "syslog", "display-mode", "display-cycle", "save", "restore",
                              "factory-default", "reboot"}) {
         EXPECT_TRUE(desk.lists(leaf)) << leaf;
@@ -155,7 +109,7 @@ TEST_F(flash_tasks, unit_without_a_setting_has_no_leaf_for_it)
 
 TEST_F(flash_tasks, modes_of_the_display_are_listed)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     EXPECT_EQ(desk.ask({"mlist", desk.path(1, "display-mode")}), array({"0/I", "0/V", "180/I", "180/V"}));
     EXPECT_EQ(desk.ask({"mlist", desk.path(1, "buzzer")}), array({"on", "off"}));
 }
@@ -184,47 +138,47 @@ TEST(flash_chain_file, mode_that_the_display_does_not_offer_is_told)
 TEST_F(flash_tasks, what_was_saved_outlives_the_daemon_whole)
 {
     {
-        flash_desk desk(folder.path);
+        flash_desk desk(folder.path, flash_chain);
         change_all(desk);
         EXPECT_EQ(desk.begin("save"), done);
     }
-    flash_desk next(folder.path);
-    expect_all(next, &changed_setting::after);
+    flash_desk next(folder.path, flash_chain);
+    expect_all(next, unit_changes, &changed_setting::after);
     EXPECT_EQ(next.states({"1.1.1", "1.1.2", "1.1.3", "1.1.4", "1.1.5"}), "ON OFF OFF ON(fixed) ON(locked)");
 }
 
 TEST_F(flash_tasks, what_was_not_saved_is_gone_with_the_daemon)
 {
     {
-        flash_desk desk(folder.path);
+        flash_desk desk(folder.path, flash_chain);
         change_all(desk);
     }
-    flash_desk next(folder.path);
-    expect_all(next, &changed_setting::before);
+    flash_desk next(folder.path, flash_chain);
+    expect_all(next, unit_changes, &changed_setting::before);
     EXPECT_EQ(next.states({"1.1.1", "1.1.2", "1.1.3", "1.1.4", "1.1.5"}), "ON OFF ON(locked) ON(fixed) ON");
 }
 
 TEST_F(flash_tasks, change_behind_a_save_is_gone_and_the_save_stands)
 {
     {
-        flash_desk desk(folder.path);
+        flash_desk desk(folder.path, flash_chain);
         desk.set("id", "saved");
         desk.begin("save");
         desk.set("id", "later");
     }
-    flash_desk next(folder.path);
+    flash_desk next(folder.path, flash_chain);
     EXPECT_EQ(next.shown("id"), "saved");
 }
 
 TEST_F(flash_tasks, units_save_for_themselves_alone)
 {
     {
-        flash_desk desk(folder.path);
+        flash_desk desk(folder.path, flash_chain);
         desk.set("id", "first");
         desk.set("id", "second", 2);
         desk.begin("save", 2);
     }
-    flash_desk next(folder.path);
+    flash_desk next(folder.path, flash_chain);
     EXPECT_EQ(next.shown("id"), "rack1");
     EXPECT_EQ(next.shown("id", 2), "second");
 }
@@ -232,14 +186,14 @@ TEST_F(flash_tasks, units_save_for_themselves_alone)
 TEST_F(flash_tasks, units_that_changed_their_ids_about_come_up_so)
 {
     {
-        flash_desk desk(folder.path);
+        flash_desk desk(folder.path, flash_chain);
         desk.set("id", "between");
         desk.set("id", "rack1", 2);
         desk.set("id", "rack2");
         desk.begin("save");
         desk.begin("save", 2);
     }
-    flash_desk next(folder.path);
+    flash_desk next(folder.path, flash_chain);
     EXPECT_EQ(next.shown("id"), "rack2");
     EXPECT_EQ(next.shown("id", 2), "rack1");
 }
@@ -247,7 +201,7 @@ TEST_F(flash_tasks, units_that_changed_their_ids_about_come_up_so)
 TEST_F(flash_tasks, id_and_name_that_are_taken_by_now_give_way)
 {
     {
-        flash_desk desk(folder.path);
+        flash_desk desk(folder.path, flash_chain);
         desk.set("id", "same");
         desk.set("outlet.1.name", "one");
         desk.begin("save");
@@ -257,7 +211,7 @@ TEST_F(flash_tasks, id_and_name_that_are_taken_by_now_give_way)
         desk.set("outlet.1.name", "one", 2);
         desk.begin("save", 2);
     }
-    flash_desk next(folder.path);
+    flash_desk next(folder.path, flash_chain);
     EXPECT_EQ(next.shown("id"), "same");
     EXPECT_EQ(next.shown("id", 2), "own2");
     EXPECT_EQ(next.shown("outlet.1.name"), "one");
@@ -267,7 +221,7 @@ TEST_F(flash_tasks, id_and_name_that_are_taken_by_now_give_way)
 TEST_F(flash_tasks, unit_that_has_become_another_takes_what_it_can)
 {
     {
-        flash_desk desk(folder.path);
+        flash_desk desk(folder.path, flash_chain);
         change_all(desk);
         desk.begin("save");
     }
@@ -284,18 +238,18 @@ TEST_F(flash_tasks, unit_that_has_become_another_takes_what_it_can)
 
 TEST_F(flash_tasks, restore_brings_the_save_back_and_leaves_relays_alone)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     desk.begin("save");
     desk.at(2000);
     change_all(desk);
     EXPECT_EQ(desk.begin("restore"), done);
-    expect_all(desk, &changed_setting::before);
+    expect_all(desk, unit_changes, &changed_setting::before);
     EXPECT_EQ(desk.states({"1.1.3", "1.1.5"}), "OFF(locked) ON");
 }
 
 TEST_F(flash_tasks, restore_without_a_save_is_refused)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     desk.set("id", "x");
     EXPECT_EQ(desk.begin("restore"), nothing_saved);
     EXPECT_EQ(desk.shown("id"), "x");
@@ -304,7 +258,7 @@ TEST_F(flash_tasks, restore_without_a_save_is_refused)
 
 TEST_F(flash_tasks, lock_that_is_restored_ends_what_the_outlet_waits_for)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     desk.begin("save");
     desk.at(2000);
     desk.command("unlock", "1.1.3");
@@ -317,23 +271,23 @@ TEST_F(flash_tasks, lock_that_is_restored_ends_what_the_outlet_waits_for)
 
 TEST_F(flash_tasks, defaults_empty_the_flash_and_put_the_unit_as_it_was_made)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     change_all(desk);
     desk.begin("save");
     desk.at(2000);
     EXPECT_EQ(desk.begin("factory-default"), done);
-    expect_all(desk, &changed_setting::before);
+    expect_all(desk, unit_changes, &changed_setting::before);
     desk.at(4000);
     EXPECT_EQ(desk.begin("restore"), nothing_saved);
-    flash_desk next(folder.path);
-    expect_all(next, &changed_setting::before);
+    flash_desk next(folder.path, flash_chain);
+    expect_all(next, unit_changes, &changed_setting::before);
 }
 
 // --- While a unit is busy -------------------------------------------------------------------------------------------
 
 TEST_F(flash_tasks, leaf_of_a_task_is_gone_while_the_unit_is_at_it)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     int64_t now = 0;
     for (const char *task : {"save", "restore", "factory-default"}) {
         EXPECT_EQ(desk.begin(task), done);
@@ -348,7 +302,7 @@ TEST_F(flash_tasks, leaf_of_a_task_is_gone_while_the_unit_is_at_it)
 
 TEST_F(flash_tasks, busy_unit_begins_nothing_else)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     desk.begin("save");
     for (const char *task : {"restore", "factory-default", "reboot"}) {
         EXPECT_TRUE(desk.lists(task));
@@ -361,7 +315,7 @@ TEST_F(flash_tasks, busy_unit_begins_nothing_else)
 
 TEST_F(flash_tasks, unit_without_a_time_to_wait_is_done_at_once)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     EXPECT_EQ(desk.begin("save", 2), done);
     EXPECT_TRUE(desk.lists("save", 2));
     EXPECT_EQ(desk.begin("restore", 2), done);
@@ -369,14 +323,14 @@ TEST_F(flash_tasks, unit_without_a_time_to_wait_is_done_at_once)
 
 TEST_F(flash_tasks, tasks_take_no_word)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     for (const char *task : {"save", "restore", "factory-default", "reboot"})
         EXPECT_EQ(desk.set(task, "now"), bad_arguments) << task;
 }
 
 TEST_F(flash_tasks, end_of_a_task_is_the_next_thing_due)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     device line = desk.served.line;
     EXPECT_EQ(line.next_due(line.self), std::nullopt);
     desk.begin("save");
@@ -404,7 +358,7 @@ TEST_F(flash_tasks, flash_that_can_not_be_written_refuses_and_changes_nothing)
 
 TEST_F(flash_tasks, unit_that_restarts_is_away_and_keeps_its_place)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     EXPECT_EQ(desk.begin("reboot"), done);
     desk.at(2999);
     EXPECT_EQ(desk.ask({"mlist", "power.port.1.pdu"}), array({"2", "3"}));
@@ -425,7 +379,7 @@ TEST_F(flash_tasks, unit_that_restarts_is_away_and_keeps_its_place)
 
 TEST_F(flash_tasks, unit_comes_back_with_what_it_saved)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     change_all(desk);
     desk.begin("save");
     desk.at(2000);
@@ -433,21 +387,21 @@ TEST_F(flash_tasks, unit_comes_back_with_what_it_saved)
     desk.set("buzzer", "on");
     desk.begin("reboot");
     desk.at(5000);
-    expect_all(desk, &changed_setting::after);
+    expect_all(desk, unit_changes, &changed_setting::after);
 }
 
 TEST_F(flash_tasks, unit_that_saved_nothing_comes_back_as_it_was_made)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     change_all(desk);
     desk.begin("reboot");
     desk.at(3000);
-    expect_all(desk, &changed_setting::before);
+    expect_all(desk, unit_changes, &changed_setting::before);
 }
 
 TEST_F(flash_tasks, outlets_come_up_behind_the_cold_start_delay_in_sequence)
 {
-    flash_desk desk(folder.path); // 1.1.2 was off, 1.1.3 is locked on, 1.1.4 fixed
+    flash_desk desk(folder.path, flash_chain); // 1.1.2 was off, 1.1.3 is locked on, 1.1.4 fixed
     desk.begin("reboot");
     desk.at(3000);
     const std::vector<std::string> all = {"1.1.1", "1.1.2", "1.1.3", "1.1.4", "1.1.5"};
@@ -464,7 +418,7 @@ TEST_F(flash_tasks, outlets_come_up_behind_the_cold_start_delay_in_sequence)
 
 TEST_F(flash_tasks, restart_that_is_looked_at_late_has_all_its_steps_behind_it)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     desk.begin("reboot");
     desk.at(60000);
     EXPECT_EQ(desk.states({"1.1.1", "1.1.2", "1.1.3", "1.1.5"}), "ON OFF ON(locked) ON");
@@ -472,7 +426,7 @@ TEST_F(flash_tasks, restart_that_is_looked_at_late_has_all_its_steps_behind_it)
 
 TEST_F(flash_tasks, restart_ends_what_outlets_waited_for)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     desk.command("off", "1.1.1,1.1.5");
     desk.begin("reboot");
     desk.at(60000);
@@ -481,7 +435,7 @@ TEST_F(flash_tasks, restart_ends_what_outlets_waited_for)
 
 TEST_F(flash_tasks, relay_that_sticks_stays_as_it_is_through_a_restart)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     desk.ask({"desk", "outlet", "1.1.1", "fail"});
     desk.begin("reboot");
     desk.at(3000);
@@ -490,7 +444,7 @@ TEST_F(flash_tasks, relay_that_sticks_stays_as_it_is_through_a_restart)
 
 TEST_F(flash_tasks, unit_without_a_cold_start_delay_comes_up_at_once)
 {
-    flash_desk desk(folder.path);
+    flash_desk desk(folder.path, flash_chain);
     EXPECT_EQ(desk.begin("reboot", 2), done);
     EXPECT_EQ(desk.ctrl("1.2.1"), "ON");
 }
