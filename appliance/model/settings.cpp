@@ -153,8 +153,11 @@ template <class Element> static void apply_to(chain &, Element &to, const settin
     apply_row(meter_rows, to.measured, one);
 }
 
+// Outlets give their names up first, so that two that changed them about find theirs free.
 void apply_settings(chain &units, const place &at, const configuration &saved)
 {
+    for (outlet &one : unit_at(units, at)->outlets)
+        one.name.clear();
     each_node(*unit_at(units, at), [&](const std::string &part, auto &node) {
         for (const setting &one : saved)
             if (one.part == part)

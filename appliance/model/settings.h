@@ -49,9 +49,9 @@ result_code change_setting(unit &unit, unit_setting which, std::string_view valu
 // All that is set at the unit and its parts, the locks of outlets and the states of their relays among it.
 configuration settings_of(const unit &unit);
 
-// Puts these settings on the unit at that place, but for the states of relays. What it lacks, or a value that it does
-// not take, is passed over. An ID that another unit has by now gives way to the unit's own default, a name that another
-// outlet has to none.
+// Puts these settings, all of the unit's, on the unit at that place, but for the states of relays. What it lacks, or a
+// value that it does not take, is passed over. An ID that another unit has by now gives way to the unit's own default,
+// a name that another unit's outlet has to none.
 void apply_settings(chain &units, const place &at, const configuration &saved);
 
 // What was saved, and for what is not among it, as another version knew less, what stands in `as_made`.

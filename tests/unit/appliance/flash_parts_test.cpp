@@ -203,6 +203,20 @@ TEST_F(flash_tasks, defaults_put_parts_as_they_were_made)
     expect_all(desk, part_changes, &changed_setting::before);
 }
 
+TEST_F(flash_tasks, names_that_two_outlets_changed_about_come_back)
+{
+    flash_desk desk(folder.path, parts_chain);
+    desk.set("outlet.1.name", "web");
+    desk.set("outlet.2.name", "db");
+    desk.begin("save");
+    desk.set("outlet.1.name", "");
+    desk.set("outlet.2.name", "web");
+    desk.set("outlet.1.name", "db");
+    EXPECT_EQ(desk.begin("restore"), done);
+    EXPECT_EQ(desk.shown("outlet.1.name"), "web");
+    EXPECT_EQ(desk.shown("outlet.2.name"), "db");
+}
+
 TEST_F(flash_tasks, levels_of_a_monitor_come_back_whichever_unit_it_works_in_by_then)
 {
     flash_desk desk(folder.path, parts_chain);
