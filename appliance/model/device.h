@@ -6,6 +6,7 @@
 #include <span>
 #include <string_view>
 
+#include "appliance/model/account.h"
 #include "appliance/model/chain.h"
 #include "appliance/model/network.h"
 #include "appliance/model/switching.h"
@@ -14,6 +15,7 @@ struct device {
     const chain *units;         // what the units last said of themselves; owned by the device
     void *self;                 // what the operations work on
     network_interface *network; // the appliance's own, on no device line
+    chain_account *account;
 
     // Gives the unit at that place an ID; the empty one brings the unit's own default back.
     result_code (*set_unit_id)(void *self, int port, int pdu, std::string_view id);

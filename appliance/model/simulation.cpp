@@ -189,6 +189,7 @@ device simulated_device(simulation &simulation)
     return {.units = &simulation.units,
             .self = &simulation,
             .network = &simulation.network,
+            .account = &simulation.account,
             .set_unit_id = set_unit_id,
             .set_cycle_interval = set_cycle_interval,
             .set_overcurrent = set_overcurrent,

@@ -14,6 +14,7 @@ struct simulation {
     std::optional<int64_t> next_due = {};   // kept by the device's operations, as what follows
     std::optional<int64_t> metered_to = {}; // how far the meters have run
     network_interface network = {};
+    chain_account account = {};
 };
 
 // To be called around whatever changes what flows: before, so that the meters have counted what flowed so far, and

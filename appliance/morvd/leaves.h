@@ -18,6 +18,8 @@ extern const std::span<const leaf> unit_by_id_leaves;
 extern const std::span<const leaf> outlet_by_name_leaves;
 extern const std::span<const leaf> network_leaves;
 extern const std::span<const leaf> interface_leaves;
+extern const std::span<const leaf> appliance_leaves;
+extern const std::span<const leaf> account_leaves;
 extern const std::span<const leaf> groups_leaves;
 extern const std::span<const leaf> group_by_name_leaves;
 extern const std::span<const leaf> group_by_id_leaves;

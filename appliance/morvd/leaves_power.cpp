@@ -42,11 +42,16 @@ static std::vector<std::string> port_numbers(const target &to)
     return numbers_up_to(to.device->units->ports.size());
 }
 
+// One word. It becomes the password of the account for the devices of the chain.
+static result_code write_password(const target &to, word_span words)
+{
+    return words.size() == 1 ? set_password(*to.device->account, words[0]) : result_bad_arguments;
+}
+
 static constexpr leaf power_table[] = {
-    {.name = "num-devices", .info = count_ports},
-    {.name = "port", .mlist = port_numbers},
-    {.name = "pdu", .list = unit_ids, .mlist = unit_ids},
-    {.name = "outlet", .mlist = outlet_names},
+    {.name = "num-devices", .info = count_ports},         {.name = "port", .mlist = port_numbers},
+    {.name = "pdu", .list = unit_ids, .mlist = unit_ids}, {.name = "outlet", .mlist = outlet_names},
+    {.name = "passwd", .admin = write_password},
 };
 
 // --- power.command --------------------------------------------------------------------------------------------------

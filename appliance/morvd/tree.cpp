@@ -146,6 +146,8 @@ static const node nodes[] = {
     {"power.pdu.pdu-local.outlet.*", find_local_outlet, local_outlet_leaves},
     {"power.pdu.*", find_unit_by_id, unit_by_id_leaves},
     {"power.outlet.*", find_outlet_by_name, outlet_by_name_leaves},
+    {"power.global.tarnel", find_nothing, account_leaves},
+    {"appliance", find_nothing, appliance_leaves},
     {"network", find_nothing, network_leaves},
     {"network.interface.*", find_interface, interface_leaves},
     {"authorization.group", find_nothing, groups_leaves},
@@ -234,6 +236,7 @@ answer ask_tree(const device &device, verb verb, std::string_view path, std::spa
         return refuse(result_malformed_path);
     target to;
     to.device = &device;
+    to.args = args;
     const leaf *leaf = find_row(to, *components);
     if (!leaf)
         return refuse(result_no_such_path);

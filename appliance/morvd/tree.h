@@ -28,7 +28,8 @@ struct target {
     const struct circuit *circuit = nullptr;
     const struct outlet *outlet = nullptr;
     const struct envmon *envmon = nullptr;
-    node_kind kind = node_kind::unit; // of the node that `meter` belongs to
+    std::span<const std::string> args = {}; // what stands behind the path
+    node_kind kind = node_kind::unit;       // of the node that `meter` belongs to
     const struct meter *meter = nullptr;
     const user_group *group = nullptr;
     int group_id = 0;
