@@ -19,7 +19,7 @@ die() {
         g++ cmake ninja-build python3 util-linux
         libreadline-dev libncurses-dev libhiredis-dev libtomlplusplus-dev libsqlite3-dev
     )
-    test_packages=(libgtest-dev libgmock-dev python3-pytest python3-pexpect)
+    test_packages=(libgtest-dev libgmock-dev python3-pytest python3-pexpect openssh-client)
     lint_packages=(clang-format clang-tidy git shellcheck)
     bench_packages=(valgrind strace redis-tools)
 }

@@ -110,6 +110,10 @@ class Desk:
         self.key_file.unlink(missing_ok=True)
         return self.daemon(MORVD, *options, CHAINS / chain), self.monitor()
 
+    def furnish(self):
+        """Puts the appliance's own programs below the root."""
+        subprocess.run([REPOSITORY / "script/furnish", self.root], check=True)
+
     def monitor(self):
         """Starts the monitor daemon; what stands in the tree by now is published when this returns."""
         return self.daemon(ZTD_NG, "--poll", "20")

@@ -11,7 +11,7 @@ from pathlib import Path
 import pexpect
 import pytest
 
-from desk import BANNER, BIN, CHAINS, REPOSITORY, wait_until
+from desk import BANNER, BIN, CHAINS, INVALID, REPOSITORY, wait_until
 
 RUN = REPOSITORY / "script/run"
 BUILD = REPOSITORY / "build"
@@ -60,6 +60,12 @@ def test_one_command_shows_its_answer_alone():
     assert done.stdout.startswith(b"IPDU #1: Hw with 24 outlets 32.0 AMPs max Sw V ")
     assert done.stdout.count(b"\n") == 3
     assert done.stderr == b""
+
+
+def test_shell_is_the_users_own_and_stands_where_the_user_does(tmp_path):
+    done = subprocess.run([RUN, "shell pwd"], cwd=tmp_path, env=environment(), stdin=subprocess.DEVNULL,
+                          capture_output=True, timeout=60, check=False)
+    assert done.stdout == f"{tmp_path}\n".encode() + INVALID
 
 
 def test_options_pass_through():
