@@ -121,6 +121,7 @@ struct unit {
     std::vector<std::string> display_modes;
     std::optional<int> display_cycle;           // s
     std::optional<int> flash_time, reboot_time; // ms that a task on flash, and a restart, take
+    bool upgradable = false;                    // whether the daemon can give it new firmware
     unit_task task = unit_task::none;
     int64_t busy_until = 0; // with the task, on the desk's clock
     configuration as_made;  // as it left the factory

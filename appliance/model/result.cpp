@@ -28,6 +28,7 @@ static constexpr code_words all_words[] = {
     {result_busy, "unit is busy"},
     {result_nothing_saved, "nothing saved"},
     {result_flash_fault, "cannot write flash"},
+    {result_bad_image, "no sound firmware image"},
 };
 
 std::string_view result_words(int code)

@@ -25,6 +25,7 @@ enum result_code : int {
     result_busy = 17,
     result_nothing_saved = 18,
     result_flash_fault = 19,
+    result_bad_image = 20,
     result_asked_for = 99, // where a fault that was asked for names no code of its own
 };
 

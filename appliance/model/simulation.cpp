@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "appliance/model/electricity.h"
+#include "appliance/model/firmware.h"
 #include "appliance/model/flash.h"
 #include "appliance/model/sampling.h"
 #include "appliance/model/simulated_environment.h"
@@ -73,11 +74,29 @@ void open_readings(simulation &simulation)
 
 // --- Tasks ----------------------------------------------------------------------------------------------------------
 
+static unit *own_unit(chain &units)
+{
+    return units.ports.empty() || !is_local(units.ports[0], 1) ? nullptr : unit_at(units, {1, 1});
+}
+
+void start_own_unit(simulation &simulation)
+{
+    firmware written;
+    std::string fault;
+    unit *own = own_unit(simulation.units);
+    if (own && own->version && read_firmware(simulation.own_image_file, &written, &fault))
+        own->version = written.version;
+}
+
 // A unit that is back plans its outlets, which may be due by now, hence the order.
 static void do_all_due(simulation &desk, int64_t now)
 {
     run_to(desk, now);
+    const unit *own = own_unit(desk.units);
+    bool was_away = own && is_away(*own);
     std::optional<int64_t> task = end_tasks(desk.units, desk.flash, now);
+    if (was_away && !is_away(*own))
+        start_own_unit(desk);
     std::optional<int64_t> step = do_what_is_due(desk.units, now);
     desk.next_due = task && step ? std::min(*task, *step) : task ? task : step;
     measure(desk.units, now);
@@ -91,6 +110,29 @@ static result_code begin_unit_task(void *self, int port, int pdu, unit_task task
     result_code code = begin_task(desk.units, desk.flash, {port, pdu}, task, now);
     do_all_due(desk, now);
     return code;
+}
+
+static result_code can_upgrade(chain &units, const place &at)
+{
+    const unit *found = unit_at(units, at);
+    if (!found || is_away(*found) || !found->upgradable)
+        return result_no_such_part;
+    return found->task == unit_task::none ? result_done : result_busy;
+}
+
+static result_code upgrade(void *self, std::span<const place> units)
+{
+    simulation &desk = *static_cast<simulation *>(self);
+    for (const place &at : units)
+        if (result_code refused = can_upgrade(desk.units, at))
+            return refused;
+    firmware image;
+    std::string fault;
+    if (!read_firmware(desk.image_file, &image, &fault))
+        return result_bad_image;
+    for (const place &at : units)
+        unit_at(desk.units, at)->version = image.version;
+    return result_done;
 }
 
 // --- Outlets --------------------------------------------------------------------------------------------------------
@@ -195,6 +237,7 @@ device simulated_device(simulation &simulation)
             .set_overcurrent = set_overcurrent,
             .set_setting = set_setting,
             .begin_task = begin_unit_task,
+            .upgrade = upgrade,
             .set_outlet_name = set_outlet_name,
             .set_post_power_on = set_post_power_on,
             .set_post_power_off = set_post_power_off,

@@ -15,7 +15,12 @@ struct simulation {
     std::optional<int64_t> metered_to = {}; // how far the meters have run
     network_interface network = {};
     chain_account account = {};
+    std::string image_file = {};     // the firmware image for units of the chain; empty: none
+    std::string own_image_file = {}; // the one that was written for the appliance's own unit, likewise
 };
+
+// The appliance's own unit starts with the firmware that was written for it; without any it keeps what it has.
+void start_own_unit(simulation &simulation);
 
 // To be called around whatever changes what flows: before, so that the meters have counted what flowed so far, and
 // after, so that they read what flows now.

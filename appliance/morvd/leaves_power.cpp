@@ -1,6 +1,8 @@
 // What `power` itself has, its commands for outlets all along the chain, its device lines, and the ways in by a unit's
 // ID and an outlet's name.
 
+#include <algorithm>
+
 #include "appliance/morvd/leaves.h"
 #include "appliance/morvd/writers.h"
 
@@ -78,6 +80,11 @@ static std::vector<std::string> numbers_of_units(const target &to)
     return numbers;
 }
 
+static bool takes_firmware(const target &to)
+{
+    return std::ranges::any_of(to.port->units, [](const unit &unit) { return unit.upgradable; });
+}
+
 static constexpr leaf port_table[] = {
     {.name = "device", .info = [](const target &to) { return std::optional(to.port->device); }},
     {.name = "name", .info = [](const target &to) { return std::optional(to.port->name); }},
@@ -86,6 +93,7 @@ static constexpr leaf port_table[] = {
     {.name = "polling-rate", .info = [](const target &to) { return number_text(to.port->polling_rate); }},
     {.name = "pdu-type", .info = [](const target &to) { return std::optional(to.port->pdu_type); }},
     {.name = "pdu", .mlist = numbers_of_units},
+    {.name = "upgrade", .admin = write_upgrade_of_list, .present = takes_firmware},
 };
 
 // --- power.pdu.* and power.outlet.* ---------------------------------------------------------------------------------

@@ -92,6 +92,7 @@ static constexpr leaf unit_table[] = {
      .admin = begin<unit_task::factory_default>,
      .present = can_begin<unit_task::factory_default>},
     {.name = "reboot", .admin = begin<unit_task::reboot>, .present = can_begin<unit_task::reboot>},
+    {.name = "upgrade", .admin = write_upgrade, .present = [](const target &to) { return to.unit->upgradable; }},
     {.name = "cycle-interval",
      .info = [](const target &to) { return number_text(to.unit->cycle_interval); },
      .admin = write_cycle_interval,

@@ -115,6 +115,12 @@ static int serve(const endpoint &place, const std::string &folder, chain_file &&
         return complain(fault);
     simulation desk = {.units = std::move(file.units), .flash = &flash};
     start_units(desk.units, flash);
+    char buffer[root_path_size];
+    if (const char *path = root_path("/tmp/ztfirmware", buffer))
+        desk.image_file = path;
+    if (const char *path = root_path("/var/lib/ztfirmware", buffer))
+        desk.own_image_file = path;
+    start_own_unit(desk);
     if (given.driven_clock)
         desk.clock.driven = 0;
     service service = {simulated_device(desk), &desk, {}, geteuid(), std::move(file.faults)};

@@ -35,6 +35,7 @@ static constexpr key_rule unit_keys[] = {
     {"display_cycle", value_kind::whole, 0, longest_display_cycle},
     {"flash_time", value_kind::whole, 0, longest_task_ms},
     {"reboot_time", value_kind::whole, 0, longest_task_ms},
+    {"upgrade", value_kind::truth},
     {"cycle_interval", value_kind::whole, shortest_cycle_interval, longest_cycle_interval},
     {"overcurrent", value_kind::truth},
     hwocp_rule,
@@ -314,6 +315,7 @@ static void read_settings(unit &made, const toml::table &table)
     made.syslog = truth_of(table, "syslog");
     made.flash_time = whole_of(table, "flash_time");
     made.reboot_time = whole_of(table, "reboot_time");
+    made.upgradable = truth_of(table, "upgrade").value_or(false);
     made.display_cycle = whole_of(table, "display_cycle");
     made.display_mode = text_of(table, "display_mode");
     if (const toml::array *modes = table["display_modes"].as_array())

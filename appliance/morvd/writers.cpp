@@ -32,6 +32,54 @@ result_code write_overcurrent(const target &to, word_span words)
     return to.device->set_overcurrent(to.device->self, to.at.port, to.at.pdu, words[0] == "on");
 }
 
+result_code write_upgrade(const target &to, word_span words)
+{
+    place at = {to.at.port, to.at.pdu};
+    return words.empty() ? to.device->upgrade(to.device->self, {&at, 1}) : result_bad_arguments;
+}
+
+// Every unit of the chain, in the order of their numbers.
+static std::vector<place> all_units(const chain &units)
+{
+    std::vector<place> places;
+    for (size_t port = 1; port <= units.ports.size(); port++)
+        for (size_t pdu = 1; pdu <= units.ports[port - 1].units.size(); pdu++)
+            places.push_back({static_cast<int>(port), static_cast<int>(pdu)});
+    return places;
+}
+
+// Adds the units of "4" or "4-6" to `found`.
+static result_code add_range(std::string_view range, const std::vector<place> &all, std::vector<place> *found)
+{
+    size_t dash = range.find('-');
+    std::optional<int> first = read_whole(range.substr(0, dash));
+    std::optional<int> last = dash == range.npos ? first : read_whole(range.substr(dash + 1));
+    if (!first || !last || *first < 1 || *last < *first)
+        return result_bad_value;
+    if (static_cast<size_t>(*last) > all.size())
+        return result_no_such_part;
+    found->insert(found->end(), all.begin() + (*first - 1), all.begin() + *last);
+    return result_done;
+}
+
+result_code write_upgrade_of_list(const target &to, word_span words)
+{
+    if (words.size() != 1)
+        return result_bad_arguments;
+    std::vector<place> found;
+    if (place holder = find_unit(*to.device->units, words[0]); holder.port)
+        return to.device->upgrade(to.device->self, {&holder, 1});
+    std::vector<place> all = all_units(*to.device->units);
+    std::string_view rest = words[0];
+    for (size_t comma = 0; comma != rest.npos;) {
+        comma = rest.find(',');
+        if (result_code refused = add_range(rest.substr(0, comma), all, &found))
+            return refused;
+        rest.remove_prefix(comma == rest.npos ? rest.size() : comma + 1);
+    }
+    return to.device->upgrade(to.device->self, found);
+}
+
 // --- Outlets --------------------------------------------------------------------------------------------------------
 
 result_code write_outlet_name(const target &to, word_span words)

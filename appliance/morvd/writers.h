@@ -11,6 +11,11 @@ result_code write_unit_id(const target &to, word_span words);
 result_code write_cycle_interval(const target &to, word_span words); // seconds, a whole number
 result_code write_overcurrent(const target &to, word_span words);    // "on" or "off"
 
+// New firmware. For the unit that the path leads to: no word. For a list of units: one word, a unit's ID, or numbers
+// along the chain and ranges of them, "2,4-6".
+result_code write_upgrade(const target &to, word_span words);
+result_code write_upgrade_of_list(const target &to, word_span words);
+
 // Of the outlet that the path leads to. One word.
 result_code write_outlet_name(const target &to, word_span words);
 result_code write_post_power_on(const target &to, word_span words); // seconds, with one decimal at most

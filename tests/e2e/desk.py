@@ -112,7 +112,7 @@ class Desk:
 
     def furnish(self):
         """Puts the appliance's own programs below the root."""
-        subprocess.run([REPOSITORY / "script/furnish", self.root], check=True)
+        subprocess.run([REPOSITORY / "script/furnish", self.root, BIN], check=True)
 
     def monitor(self):
         """Starts the monitor daemon; what stands in the tree by now is published when this returns."""
