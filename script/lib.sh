@@ -17,7 +17,7 @@ die() {
 {
     run_packages=(
         g++ cmake ninja-build python3 util-linux
-        libreadline-dev libncurses-dev libhiredis-dev libtomlplusplus-dev libsqlite3-dev
+        lrzsz libreadline-dev libncurses-dev libhiredis-dev libtomlplusplus-dev libsqlite3-dev
     )
     test_packages=(libgtest-dev libgmock-dev python3-pytest python3-pexpect openssh-client)
     lint_packages=(clang-format clang-tidy git shellcheck)

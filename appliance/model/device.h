@@ -33,8 +33,8 @@ struct device {
     result_code (*begin_task)(void *self, int port, int pdu, unit_task task);
 
     // Gives these units the firmware image that stands ready: all of them or, with the first cause that stands in the
-    // way, none. result_no_such_part for one that does not exist, is away or takes no firmware, result_busy for one that
-    // works on its flash, result_bad_image where there is no sound image.
+    // way, none. result_no_such_part for one that does not exist, is away or takes no firmware, result_busy for one
+    // that works on its flash, result_bad_image where there is no sound image.
     result_code (*upgrade)(void *self, std::span<const place> units);
 
     // A name that no other outlet has, by the rules of check_outlet_name; the empty one takes the name away.
