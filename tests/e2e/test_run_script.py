@@ -134,6 +134,33 @@ def test_interrupt_key_belongs_to_the_prompt(session):
     assert session.exitstatus == 0
 
 
+def test_services_of_the_appliance_at_one_prompt(session):
+    """The network staged and committed, the line, a shell of the user's, the password of the chain."""
+    def answer(line):
+        session.send(line + "\r")
+        session.expect_exact(line + "\r\n")
+        session.expect_exact("zt>")
+        return session.before.decode().replace("\r\n", "\n")
+
+    address = "          inet addr:10.0.0.2  Bcast:10.0.0.255  Mask:255.255.255.0\n"
+    assert address not in answer("network")
+    assert address in answer("network ipv4 address 10.0.0.2 mask 255.255.255.0")
+    assert address in answer("network")
+    assert answer("serial 9600 hw") == "IPDU #1: Serial set to 9600, hw flow control.\n"
+    assert answer("serial") == "IPDU #1: Serial set to 9600, hw flow control.\n"
+    session.send("shell\r")
+    session.sendline("echo $((6 * 7))here; exit 1")
+    session.expect_exact("42here\r\n")
+    session.expect_exact("zt>")
+    session.send("passwd\r")
+    for question in ("Password: ", "Re-enter password: "):
+        session.expect_exact(question)
+        session.send("secret\r")
+    session.expect_exact("Username/password set for user admin.\r\n")
+    session.expect_exact("zt>")
+    assert answer("id 1") == "IPDU #1 ID = rack1\n"
+
+
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGHUP])
 def test_ending_signal_ends_it(session, number):
     session.kill(number)
