@@ -43,7 +43,8 @@ class Installed:
         """The program, by a user who would like to have a say in what runs as root."""
         wishes = ("PATH=/tmp:/usr/bin", "ZT_ROOT=/tmp", "ZT_CI_SID=7", "LD_PRELOAD=/tmp/own.so", "IFS=/")
         return self.inside("/usr/bin/setpriv", f"--reuid={USER}", f"--regid={USER}", "--clear-groups",
-                           "/usr/bin/env", "-i", *wishes, "/usr/bin/ztcli", *words).stdout
+                           "/usr/bin/env", "-i", *wishes, "/usr/bin/ztcli", *words,
+                           start_new_session=True).stdout  # as a login does: who has no session is not let in
 
     def program(self, path, text):
         self.inside("/bin/sh", "-c", f"rm -f {path}; cat >{path}; chmod 755 {path}",
