@@ -11,8 +11,8 @@ protected:
 
 TEST_F(root_folder, path_lies_below_the_named_folder)
 {
-    set("ZT_ROOT", "/some/root");
-    EXPECT_STREQ(root_path("/bin/ztd_ng", buffer), "/some/root/bin/ztd_ng");
+    set("ZT_ROOT", "/some/desk");
+    EXPECT_STREQ(root_path("/bin/ztd_ng", buffer), "/some/desk/bin/ztd_ng");
 }
 
 TEST_F(root_folder, answer_is_the_buffer)
