@@ -235,8 +235,5 @@ int cmd_display_set1(int row, char **out, command_args args)
 
 int cmd_display_get(int row, char **out, command_args args)
 {
-    unit at;
-    if (locate_pdu(args.text(0), &at, out))
-        return 1;
-    return one_pdu(row, out, at.port, at.pdu, display_pdu_get);
+    return one_located_pdu(row, out, args.text(0), display_pdu_get);
 }

@@ -160,8 +160,5 @@ int cmd_factory(int row, char **out, command_args)
 
 int cmd_factory_pdu(int row, char **out, command_args args)
 {
-    unit at;
-    if (locate_pdu(args.text(0), &at, out))
-        return 1;
-    return one_pdu(row, out, at.port, at.pdu, factory_pdu);
+    return one_located_pdu(row, out, args.text(0), factory_pdu);
 }

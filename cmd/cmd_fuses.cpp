@@ -55,8 +55,5 @@ int cmd_fuses(int row, char **out, command_args)
 
 int cmd_fuses_pdu(int row, char **out, command_args args)
 {
-    unit at;
-    if (locate_pdu(args.text(0), &at, out))
-        return 1;
-    return one_pdu(row, out, at.port, at.pdu, fuses_pdu_get);
+    return one_located_pdu(row, out, args.text(0), fuses_pdu_get);
 }

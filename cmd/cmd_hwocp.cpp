@@ -141,8 +141,5 @@ int cmd_hwocp_pdu_reset(int row, char **out, command_args args)
 
 int cmd_hwocp_pdu(int row, char **out, command_args args)
 {
-    unit at;
-    if (locate_pdu(args.text(0), &at, out))
-        return 1;
-    return one_pdu(row, out, at.port, at.pdu, hwocp_pdu_get);
+    return one_located_pdu(row, out, args.text(0), hwocp_pdu_get);
 }

@@ -77,8 +77,5 @@ int cmd_id_pdu_set(int row, char **out, command_args args)
 
 int cmd_id_pdu(int row, char **out, command_args args)
 {
-    unit at;
-    if (locate_pdu(args.text(0), &at, out))
-        return 1;
-    return one_pdu(row, out, at.port, at.pdu, id_pdu_get);
+    return one_located_pdu(row, out, args.text(0), id_pdu_get);
 }

@@ -305,14 +305,6 @@ static int locate_sensor(command_args args, char **out, sensor *at)
     return at->envmon < 1 ? 1 : 0;
 }
 
-static int for_unit(int row, char **out, command_args args, pdu_callback worker, int summary = 0)
-{
-    unit at;
-    if (locate_pdu(args.text(0), &at, out))
-        return 1;
-    return one_pdu(row, out, at.port, at.pdu, worker, summary);
-}
-
 static int for_sensor(int row, char **out, command_args args, envmon_callback worker, int summary = 0)
 {
     sensor at;
@@ -366,17 +358,17 @@ int cmd_sensor_thres_elem(int row, char **out, command_args args)
 
 int cmd_sensor_sum_pdu(int row, char **out, command_args args)
 {
-    return for_unit(row, out, args, sensor_pdu_get, 1);
+    return one_located_pdu(row, out, args.text(0), sensor_pdu_get, 1);
 }
 
 int cmd_sensor_reset_pdu(int row, char **out, command_args args)
 {
-    return for_unit(row, out, args, sensor_pdu_reset);
+    return one_located_pdu(row, out, args.text(0), sensor_pdu_reset);
 }
 
 int cmd_sensor_thres_pdu(int row, char **out, command_args args)
 {
-    return for_unit(row, out, args, sensor_pdu_thres);
+    return one_located_pdu(row, out, args.text(0), sensor_pdu_thres);
 }
 
 int cmd_sensor_elem(int row, char **out, command_args args)
@@ -386,7 +378,7 @@ int cmd_sensor_elem(int row, char **out, command_args args)
 
 int cmd_sensor_pdu(int row, char **out, command_args args)
 {
-    return for_unit(row, out, args, sensor_pdu_get, 0);
+    return one_located_pdu(row, out, args.text(0), sensor_pdu_get, 0);
 }
 
 int cmd_sensor_name(int row, char **out, command_args args)

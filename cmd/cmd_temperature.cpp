@@ -154,16 +154,10 @@ int cmd_temp_reset(int row, char **out, command_args)
 
 int cmd_temp_reset_pdu(int row, char **out, command_args args)
 {
-    unit at;
-    if (locate_pdu(args.text(0), &at, out))
-        return 1;
-    return one_pdu(row, out, at.port, at.pdu, temperature_pdu_reset);
+    return one_located_pdu(row, out, args.text(0), temperature_pdu_reset);
 }
 
 int cmd_temp_pdu(int row, char **out, command_args args)
 {
-    unit at;
-    if (locate_pdu(args.text(0), &at, out))
-        return 1;
-    return one_pdu(row, out, at.port, at.pdu, temperature_pdu_get);
+    return one_located_pdu(row, out, args.text(0), temperature_pdu_get);
 }

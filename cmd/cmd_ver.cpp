@@ -128,8 +128,5 @@ int cmd_ver(int row, char **out, command_args)
 
 int cmd_ver_pdu(int row, char **out, command_args args)
 {
-    unit at;
-    if (locate_pdu(args.text(0), &at, out))
-        return 1;
-    return one_pdu(row, out, at.port, at.pdu, ver_pdu);
+    return one_located_pdu(row, out, args.text(0), ver_pdu);
 }

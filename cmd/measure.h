@@ -133,10 +133,7 @@ template <pdu_callback worker, int summary> int on_all_units(int row, char **out
 
 template <pdu_callback worker, int summary> int on_unit(int row, char **out, command_args args)
 {
-    unit at;
-    if (locate_pdu(args.text(0), &at, out))
-        return 1;
-    return one_pdu(row, out, at.port, at.pdu, worker, summary);
+    return one_located_pdu(row, out, args.text(0), worker, summary);
 }
 
 template <elem_callback worker, int summary, unknown_element unknown = try_banks>

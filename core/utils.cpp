@@ -70,6 +70,14 @@ int locate_pdu(const char *text, unit *at, char **out, const char *log_word)
     return locate_pdu_number(pdu < 0 ? decimal_value(text) : pdu, at, out, log_word);
 }
 
+int one_located_pdu(int row, char **out, const char *text, pdu_callback callback, int rest)
+{
+    unit at;
+    if (locate_pdu(text, &at, out))
+        return 1;
+    return one_pdu(row, out, at.port, at.pdu, callback, rest);
+}
+
 int failure_tail(int result, int row, char **out)
 {
     const char *text = command_table[row].error_format;

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "client/types.h"
+#include "core/walkers.h"
 
 // A unit's address.
 struct unit {
@@ -22,7 +23,11 @@ double real_value(const char *text, char **end);
 // stands in the log where that text could not be added.
 int locate_pdu(const char *text, unit *at, char **out, const char *log_word = "display");
 
-// The same for a number that needs no resolving.
+// Runs the worker on the unit that the text names in this way. The worker's result, or 1 where there is no such unit;
+// `rest` is what the worker finds behind its arguments.
+int one_located_pdu(int row, char **out, const char *text, pdu_callback callback, int rest = 0);
+
+// The same as locate_pdu for a number that needs no resolving.
 int locate_pdu_number(int pdu, unit *at, char **out, const char *log_word = "display");
 
 // Ends a body: where it failed, nothing was written and the row has an error format without values, adds that. Answers
