@@ -24,6 +24,8 @@ static constexpr char usage_text[] =
     "Serves the control tree of the simulated chain that CHAIN.toml describes, on run/morvd.sock below ZT_ROOT.\n"
     "\n"
     "  --ready-fd N     write \"ready\" to descriptor N and close it once the socket takes clients\n"
+    "  --state DIR      where units keep what they save (run below ZT_ROOT)\n"
+    "  --image FILE     the firmware image that an upgrade received (tmp/ztfirmware below ZT_ROOT)\n"
     "  --driven-clock   time stands still but for 'desk clock advance SECONDS'\n"
     "  --help           show this text\n"
     "  --version        show the version\n"
@@ -33,6 +35,8 @@ static constexpr char usage_text[] =
 struct options {
     int ready_fd = -1;
     bool driven_clock = false;
+    const char *state = nullptr;
+    const char *image = nullptr;
     const char *chain = nullptr;
 };
 
@@ -61,6 +65,8 @@ static int read_options(int argc, char **argv, options *read)
         {"help", no_argument, nullptr, 'h'},
         {"version", no_argument, nullptr, 'V'},
         {"ready-fd", required_argument, nullptr, 'r'},
+        {"state", required_argument, nullptr, 's'},
+        {"image", required_argument, nullptr, 'i'},
         {"driven-clock", no_argument, nullptr, 'c'},
         {nullptr, 0, nullptr, 0},
     };
@@ -77,6 +83,10 @@ static int read_options(int argc, char **argv, options *read)
             return refuse_usage(std::string("unknown option '") + word + "'");
         if (letter == 'c')
             read->driven_clock = true;
+        else if (letter == 's')
+            read->state = optarg;
+        else if (letter == 'i')
+            read->image = optarg;
         else if (!read_descriptor(optarg, &read->ready_fd))
             return refuse_usage(std::string("'") + optarg + "' is no descriptor");
     }
@@ -111,12 +121,12 @@ static int serve(const endpoint &place, const std::string &folder, chain_file &&
 {
     std::string fault;
     flash_store flash;
-    if (!flash.open(folder + "/morvd.flash", &fault))
+    if (!flash.open((given.state ? given.state : folder) + "/morvd.flash", &fault))
         return complain(fault);
     simulation desk = {.units = std::move(file.units), .flash = &flash};
     start_units(desk.units, flash);
     char buffer[root_path_size];
-    if (const char *path = root_path("/tmp/ztfirmware", buffer))
+    if (const char *path = given.image ? given.image : root_path("/tmp/ztfirmware", buffer))
         desk.image_file = path;
     if (const char *path = root_path("/var/lib/ztfirmware", buffer))
         desk.own_image_file = path;

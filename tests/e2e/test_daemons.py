@@ -5,13 +5,18 @@ import os
 import shutil
 import signal
 import subprocess
+import sys
 from pathlib import Path
 
 import pytest
 
-from desk import BIN, CHAINS, MORVD, ZTCLI, ZTD_NG, Outcome, wait_until
+from desk import BIN, CHAINS, MORVD, REPOSITORY, ZTCLI, ZTD_NG, Outcome, wait_until
 from fake_morvd import encode
 from status_segment import BASE, READY_OFFSET, key_of, libc
+
+sys.path.insert(0, str(REPOSITORY / "appliance/image"))
+
+from make_image import image  # noqa: E402
 
 CHAIN_FILES = sorted(path.name for path in CHAINS.glob("*.toml"))
 
@@ -58,7 +63,7 @@ def test_version_option_shows_the_version(desk, name):
 
 @pytest.mark.parametrize("command", [
     ["morvd"], ["morvd", "--nosuch"], ["morvd", "a.toml", "b.toml"], ["morvd", "--ready-fd"],
-    ["morvd", "--ready-fd", "x", "a.toml"], ["morvd", "--ready-fd", "-1", "a.toml"],
+    ["morvd", "--state"], ["morvd", "--image"], ["morvd", "--ready-fd", "x", "a.toml"], ["morvd", "--ready-fd", "-1", "a.toml"],
     ["ztd_ng", "word"], ["ztd_ng", "--nosuch"], ["ztd_ng", "--poll"], ["ztd_ng", "--poll", "0"],
     ["ztd_ng", "--poll", "1s"], ["ztd_ng", "--ready-fd", ""]], ids=" ".join)
 def test_usage_error_is_said_with_status_2(desk, command):
@@ -139,6 +144,26 @@ def test_what_a_unit_saved_outlives_the_kill_of_the_control_daemon(desk):
         assert ended(daemon, signal.SIGKILL) == -signal.SIGKILL
     desk.appliance("legacy.toml")
     assert desk.run("id 1").stdout == b"IPDU #1 ID = kept\n"
+
+
+def test_what_a_unit_saved_is_kept_where_the_daemon_is_told(desk):
+    kept = desk.root / "kept"
+    kept.mkdir()
+    desk.appliance("desk.toml", "--state", kept)
+    assert desk.run("save").stdout.count(b"Done.\n") == 3
+    assert (kept / "morvd.flash").exists()
+    assert not (desk.root / "run/morvd.flash").exists()
+
+
+def test_image_of_an_upgrade_is_read_where_the_daemon_is_told(desk):
+    received = desk.root / "received"
+    received.write_bytes(image("3.1.4"))
+    desk.appliance("desk.toml", "--image", received)
+    with desk.client() as connection:
+        exchange(connection, "login", "root", "1")
+        connection.recv(100)  # the token
+        assert exchange(connection, "admin", "power.port.1.upgrade", "3") == b"+OK\r\n"
+    assert b" Sw V 3.1.4 " in desk.run("ver 3").stdout
 
 
 def test_flash_that_is_none_is_told(desk):
