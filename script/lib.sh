@@ -19,8 +19,8 @@ die() {
         g++ cmake ninja-build python3 util-linux
         lrzsz libreadline-dev libncurses-dev libhiredis-dev libtomlplusplus-dev libsqlite3-dev
     )
-    test_packages=(libgtest-dev libgmock-dev python3-pytest python3-pexpect openssh-client)
-    lint_packages=(clang-format clang-tidy git shellcheck)
+    test_packages=(libgtest-dev libgmock-dev python3-pytest python3-pexpect openssh-client zsh)
+    lint_packages=(clang-format clang-tidy git mandoc shellcheck)
     bench_packages=(valgrind strace redis-tools)
 }
 

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 
+#include "appliance/morvd/chain_keys.h"
 #include "appliance/morvd/toml_rules.h"
 #include "appliance/morvd/unit_table.h"
 
@@ -38,6 +39,16 @@ static constexpr key_rule fault_keys[] = {
 };
 
 static constexpr key_rule members_rule = {"", value_kind::texts, 1, 64};
+
+std::vector<chain_file_table> chain_file_tables()
+{
+    std::vector<chain_file_table> tables = {{"", 1, file_keys, {}}, {"port", most_ports, port_keys, {}}};
+    tables.insert(tables.end(), unit_tables.begin(), unit_tables.end());
+    tables[2].most = most_units;
+    tables.push_back({"authorization", 1, {&members_rule, 1}, {}});
+    tables.push_back({"fault", most_faults, fault_keys, {}});
+    return tables;
+}
 
 // --- Ports -------------------------------------------------------------------------------------------------
 

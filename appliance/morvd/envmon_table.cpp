@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "appliance/model/chain.h"
+#include "appliance/morvd/chain_keys.h"
 
 // Wider than any kind's own bounds in any unit; those are looked at once kind and unit are known.
 static constexpr double widest = 10'000;
@@ -22,6 +23,7 @@ static constexpr key_rule sensor_keys[] = {
     {"statistics", value_kind::truth},
     {"thresholds", value_kind::reals, -widest, widest},
 };
+constinit const std::span<const key_rule> sensor_table_keys = sensor_keys;
 
 static std::string quoted(std::string_view word)
 {

@@ -7,19 +7,11 @@
 #include <string>
 #include <string_view>
 
+#include "appliance/morvd/key_rule.h"
+
 // Strict about what is read, and the whole of it in one header.
 #define TOML_ENABLE_FORMATTERS 0
 #include <toml++/toml.h>
-
-enum class value_kind { text, whole, real, truth, texts, wholes, reals, table, tables };
-
-// A key, what it holds, and the bounds: bytes of a text and of each text of a list, or the value of a number.
-struct key_rule {
-    std::string_view name;
-    value_kind kind;
-    double low = 0;
-    double high = 0;
-};
 
 // Something wrong in the file.
 struct file_fault {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "appliance/model/status.h"
+#include "appliance/morvd/chain_keys.h"
 #include "appliance/morvd/envmon_table.h"
 #include "appliance/morvd/meter_table.h"
 #include "appliance/morvd/protection_table.h"
@@ -81,6 +82,15 @@ static constexpr key_rule outlet_keys[] = {
     {"post_power_on", value_kind::real, 0, longest_interval},
     {"post_power_off", value_kind::real, 0, longest_interval},
 };
+
+static const chain_file_table described_tables[] = {
+    {"port.unit", 0, unit_keys, unit_meter_keys},
+    {"port.unit.phase", most_phases, phase_keys, element_meter_keys},
+    {"port.unit.circuit", most_circuits, circuit_keys, element_meter_keys},
+    {"port.unit.outlet", most_outlets, outlet_keys, outlet_meter_keys},
+    {"port.unit.sensor", 0, sensor_table_keys, {}},
+};
+constinit const std::span<const chain_file_table> unit_tables = described_tables;
 
 // --- What several tables share --------------------------------------------------------------------------------------
 

@@ -1,0 +1,14 @@
+// What a key of a TOML table may hold.
+#pragma once
+
+#include <string_view>
+
+enum class value_kind { text, whole, real, truth, texts, wholes, reals, table, tables };
+
+// A key, what it holds, and the bounds: bytes of a text and of each text of a list, or the value of a number.
+struct key_rule {
+    std::string_view name;
+    value_kind kind;
+    double low = 0;
+    double high = 0;
+};
