@@ -33,22 +33,16 @@ class Command:
     name: str
     brief: str
     text: str
-    says: str  # what `NAME help` says of it, without the forms; empty where there is no such help
+    says: str  # what `NAME help` says of it, without the forms
+    has_help: bool
     forms: list = field(default_factory=list)  # lists of Words, in the order of the table
     answers: list = field(default_factory=list)
 
 
 @dataclass
-class Argument:
-    name: str
-    values: list
-    shown: bool  # whether its values are worth offering
-
-
-@dataclass
 class Manual:
     groups: list  # (title, [Command])
-    arguments: dict  # by name
+    values: dict  # by the name of an argument, what it can be where that is a short list
     commands: dict  # by name, in the order of the list
 
 
@@ -128,8 +122,7 @@ def read_manual(list_path, data_path, program=None):
     with open(data_path, "rb") as file:
         data = tomllib.load(file)
 
-    arguments = {name: Argument(name, said.get("values", []), said.get("offered", True))
-                 for name, said in data.pop("argument").items()}
+    values = {name: said.get("values", []) for name, said in data.pop("argument").items()}
     groups = data.pop("group")
     names = listed_names(listed["listing"])
     grouped = [name for group in groups for name in group["commands"]]
@@ -140,10 +133,10 @@ def read_manual(list_path, data_path, program=None):
     for row in listed["rows"]:
         rows_by_word.setdefault(row["pattern"].split()[0], []).append(row)
     usages = " ".join(row["format"] for row in listed["rows"] if row["shows_usage"])
-    for argument in arguments.values():
-        for value in argument.values:
+    for name, own in values.items():
+        for value in own:
             if not re.search(rf"[<|\['( ]{re.escape(value)}[>|\]') ]", usages):
-                raise Mismatch(f"no usage text knows the value '{value}' of '{argument.name}'")
+                raise Mismatch(f"no usage text knows the value '{value}' of '{name}'")
 
     commands, used = {}, set()
     for name in names:
@@ -153,16 +146,16 @@ def read_manual(list_path, data_path, program=None):
         rows = [row for word in (name, *said.get("forms", [])) for row in rows_by_word.pop(word, [])]
         if not rows:
             raise Mismatch(f"{name}: no row of the table")
-        usage = next((row["format"] for row in rows if row["shows_usage"]), "")
-        command = Command(name, said["brief"], said.get("text", ""), prose(usage, listed["outlet_string"]))
-        command.forms = list(forms_of(name, rows, said, arguments))
+        usage = next((row["format"] for row in rows if row["pattern"] == f"{name} help"), "")
+        command = Command(name, said["brief"], said.get("text", ""), prose(usage, listed["outlet_string"]), bool(usage))
+        command.forms = list(forms_of(name, rows, said, values))
         used |= {word.text for form in command.forms for word in form if not word.literal}
         if program is not None:
             command.answers = list(answers_of(name, rows, said, program))
         commands[name] = command
     if rows_by_word:
         raise Mismatch(f"no command has the rows of '{next(iter(rows_by_word))}'")
-    if left := set(arguments) - used:
+    if left := set(values) - used:
         raise Mismatch(f"no form has the argument '{left.pop()}'")
-    return Manual([(group["title"], [commands[name] for name in group["commands"]]) for group in groups], arguments,
+    return Manual([(group["title"], [commands[name] for name in group["commands"]]) for group in groups], values,
                   commands)
