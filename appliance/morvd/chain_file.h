@@ -1,4 +1,4 @@
-// The file that describes what stands on the desk. Its keys are told at the head of appliance/chains/desk.toml.
+// The file that describes what stands on the desk. Its keys are told in ztcli-chain(5).
 #pragma once
 
 #include <string>
