@@ -1,8 +1,10 @@
 // Careful access to the records of the status segment. The daemon may be in the middle of an update, and anybody may
 // have made a segment with that key: a pointer counts only if the whole record behind it lies in the segment, each walk
-// is bounded by how many records fit, each cell is read once, and a text ends with its field.
+// is bounded by how many records fit and by how many there can be, each cell is read once, and a text ends with its
+// field.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +18,14 @@ struct shm_view {
     uintptr_t base;
     size_t size;
 };
+
+// Listing a chain goes over it for each value of each element, and each way over a broken one may find the same unit as
+// often as there are steps in it: without bounds of their own for those a segment of a megabyte could keep a command
+// busy for minutes. What lies beyond them is for the tree to answer.
+inline constexpr size_t shm_ports_max = 256;  // an id is a byte
+inline constexpr size_t shm_units_max = 1024; // of all ports
+inline constexpr int shm_listed_max = 257;    // the numbers that a unit of one port can have, 0 to 256
+inline constexpr int shm_claims_max = 4;      // units at one address that are asked
 
 // --- Cells ---------------------------------------------------------------------------------------------------------
 
@@ -78,10 +88,11 @@ inline const shm_port *first_port(const shm_view &segment)
 // Two plain loops, since a listing goes over the chain a dozen times for each outlet.
 template <class Visit> bool any_unit(const shm_view &segment, Visit visit)
 {
-    // As many records as could lie in the segment: a chain that closes on itself ends there.
-    size_t pdus_left = segment.size / sizeof(shm_pdu);
+    // A chain that closes on itself ends where no more records could lie in the segment or stand in a sound one.
+    size_t pdus_left = std::min(segment.size / sizeof(shm_pdu), shm_units_max);
+    size_t ports_left = std::min(segment.size / sizeof(shm_port), shm_ports_max);
     uint32_t next_port = fetch(root_record(segment).ports);
-    for (size_t ports_left = segment.size / sizeof(shm_port); ports_left > 0; ports_left--) {
+    for (; ports_left > 0; ports_left--) {
         const shm_port *port = record_at<shm_port>(segment, next_port);
         if (!port)
             return false;

@@ -84,14 +84,20 @@ int shm_wait_ready()
 
 // --- Values of nodes -----------------------------------------------------------------------------------------------
 
-// Asks every unit at that address, since several may claim it, until one answers (true). 0, or 1 for no answer.
+// Asks the units at that address, since several may claim it, until one answers (true). 0, or 1 for no answer.
 template <class Ask> static int first_answer(int port, int pdu, Ask ask)
 {
     if (shm_usable() < 0)
         return 1;
-    return !any_unit(segment(), [&](int of_port, int number, const shm_pdu &unit) {
-        return number == pdu && of_port == port && ask(unit);
+    int claims = 0;
+    bool answered = false;
+    any_unit(segment(), [&](int of_port, int number, const shm_pdu &unit) {
+        if (number != pdu || of_port != port)
+            return false;
+        answered = ask(unit);
+        return answered || ++claims == shm_claims_max;
     });
+    return !answered;
 }
 
 int node_caps_shm(int port, int pdu, int elem, int type, uint32_t mask)
@@ -248,7 +254,15 @@ int list_int_pdu_shm(int port, paramtype_int_list **list)
     if (shm_usable() < 0)
         return 1;
     int_list_builder pdus;
-    if (any_unit(segment(), [&](int of_port, int pdu, const shm_pdu &) { return of_port == port && !pdus.add(pdu); }))
+    int listed = 0;
+    bool whole = true;
+    any_unit(segment(), [&](int of_port, int pdu, const shm_pdu &) {
+        if (of_port != port)
+            return false;
+        whole = pdus.add(pdu);
+        return !whole || ++listed == shm_listed_max;
+    });
+    if (!whole)
         return 1;
     *list = pdus.head.release();
     return 0;

@@ -122,6 +122,12 @@ TEST(hostile_segment, outlets_that_are_not_all_there_give_no_list)
 
 // --- Lists that close on themselves --------------------------------------------------------------------------------
 
+// Makes the port's first unit its own next one.
+static void close_units(const fake_node &first)
+{
+    first.pdu_record().next = first_port().pdus;
+}
+
 TEST(hostile_segment, cycle_of_ports_ends)
 {
     fake_chain chain;
@@ -134,7 +140,7 @@ TEST(hostile_segment, cycle_of_ports_ends)
 TEST(hostile_segment, cycle_of_units_ends)
 {
     fake_chain chain;
-    chain.unit().pdu_record().next = first_port().pdus;
+    close_units(chain.unit());
     EXPECT_LE(listed_pdus(1), segment_size / sizeof(shm_pdu));
     EXPECT_FALSE(answers_model(1, 9));
     int number;
@@ -145,9 +151,106 @@ TEST(hostile_segment, cycle_of_units_ends)
 TEST(hostile_segment, cycle_of_ports_with_cycles_of_units_takes_no_longer_than_one_walk)
 {
     fake_chain chain;
-    chain.unit().pdu_record().next = first_port().pdus;
+    close_units(chain.unit());
     first_port().next = segment.root().ports;
     EXPECT_LE(listed_pdus(1), segment_size / sizeof(shm_pdu));
+}
+
+// --- Work ----------------------------------------------------------------------------------------------------------
+
+// A unit that is its own next one, with a value that gives no text at each of its nodes: every way over the list finds
+// it as often as the list is long.
+static void make_unit_that_never_answers(fake_chain &chain, int outlets)
+{
+    const fake_node unit = chain.unit({.outlets = outlets, .phases = 3, .circuits = 6});
+    for (int k = 1; k <= outlets; k++)
+        unit.outlet(k).poll("voltage", "1.0").poll("voltage-type", "MEASURED").block().voltage_type = 77;
+    close_units(unit);
+}
+
+TEST(hostile_segment, four_units_at_one_address_are_asked_and_no_more)
+{
+    fake_chain chain;
+    make_unit_that_never_answers(chain, 1);
+    owned_text text;
+    forget();
+    EXPECT_NE(elecmon_elem_info_shm(1, 1, 1, elem_outlet, shm_mask_voltage_type, into(text)), 0);
+    EXPECT_EQ(failures(), texts(4, "unknown voltage type"));
+}
+
+TEST(hostile_segment, units_are_listed_as_far_as_there_are_numbers_for_them)
+{
+    fake_chain chain;
+    close_units(chain.unit());
+    EXPECT_EQ(listed_pdus(1), 257u);
+}
+
+// A record by hand, in front of what `next` leads to; its address.
+static uint32_t put_port(uint32_t pdus, uint32_t next)
+{
+    const uint32_t at = segment.allocate(sizeof(shm_port));
+    shm_port &port = *fake_segment::at<shm_port>(at);
+    port.id = 1;
+    memcpy(port.name, "local", sizeof "local");
+    port.pdus = pdus;
+    port.next = next;
+    return at;
+}
+
+static uint32_t put_unit(char name, uint32_t next)
+{
+    const uint32_t at = segment.allocate(sizeof(shm_pdu));
+    shm_pdu &unit = *fake_segment::at<shm_pdu>(at);
+    unit.id = 1;
+    unit.name[0] = name;
+    unit.next = next;
+    return at;
+}
+
+static bool knows(const char *unit)
+{
+    int number;
+    return name2id_shm(unit, name_of_pdu, wanted_pdu, nullptr, &number) == 0;
+}
+
+TEST(hostile_segment, ports_are_followed_as_far_as_there_are_ids_for_them)
+{
+    uint32_t ports = put_port(put_unit('x', 0), 0);
+    for (int before = 1; before < 256; before++)
+        ports = put_port(0, ports);
+    segment.root().ports = ports;
+    EXPECT_TRUE(knows("x"));
+    segment.root().ports = put_port(0, ports);
+    EXPECT_FALSE(knows("x"));
+}
+
+TEST(hostile_segment, units_are_followed_up_to_a_number_whatever_the_size_of_the_segment)
+{
+    segment.size = size_t{1} << 30; // as it says; the records lie at its beginning
+    uint32_t last = put_unit('x', 0);
+    for (int before = 1; before < 8; before++)
+        last = put_unit('o', last);
+    uint32_t many = 0;
+    for (int units = 0; units < 127; units++)
+        many = put_unit('o', many);
+    uint32_t ports = put_port(last, 0);
+    for (int before = 0; before < 8; before++)
+        ports = put_port(many, ports);
+    segment.root().ports = ports;
+    EXPECT_TRUE(knows("x")); // the 1024th
+    segment.root().ports = put_port(put_unit('o', 0), ports);
+    EXPECT_FALSE(knows("x"));
+}
+
+TEST(hostile_segment, listing_of_what_never_ends_takes_no_more_than_that)
+{
+    static constexpr size_t outlets = 5;
+    fake_chain chain;
+    make_unit_that_never_answers(chain, outlets);
+    answer("voltage");
+    // Some twenty records a node: of the four units that are asked, and of the exchange where none of them answers.
+    EXPECT_GT(log_records().size(), 257u * outlets);
+    EXPECT_LT(log_records().size(), 257u * (1 + 3 + 6 + outlets) * 20);
 }
 
 // --- Counts --------------------------------------------------------------------------------------------------------
