@@ -29,6 +29,14 @@ class Drop:
 
 
 @dataclass
+class Endless:
+    """These bytes, and then the same over and over for as long as the other side takes them."""
+    head: bytes
+    more: bytes
+    given_up: threading.Event = field(default_factory=threading.Event)
+
+
+@dataclass
 class Late:
     """The answer, but not before `release` is set; `reached` is set once the request has been read."""
     answer: object
@@ -75,13 +83,15 @@ class FakeMorvd:
     """Serves `tree`, whose keys are "verb path" and whose values are answers; a key without an answer is refused.
 
     `exchanges` holds every request as its words joined by blanks. `script` wins over the tree; its values are lists of
-    answers, given one after the other, the last one for good.
+    answers, given one after the other, the last one for good. `strike` wins over both: the number of an exchange from
+    now, counted from 1, and its answer.
     """
 
     def __init__(self, path, tree=None):
         self.path = str(path)
         self.tree = dict(tree or {})
         self.script = {}
+        self.strike = None
         self.exchanges = []
         self.faults = []  # what was no request
         self.tokens = set()
@@ -150,6 +160,9 @@ class FakeMorvd:
                         answer = answer.answer
                     if isinstance(answer, Drop):
                         return
+                    if isinstance(answer, Endless):
+                        self._flood(connection, answer)
+                        return
                     connection.sendall(encode(answer))
                     if isinstance(answer, Raw) and answer.hang_up:
                         return
@@ -160,8 +173,22 @@ class FakeMorvd:
         finally:
             self._connections.discard(connection)
 
+    @staticmethod
+    def _flood(connection, answer):
+        try:
+            connection.sendall(answer.head)
+            while True:
+                connection.sendall(answer.more)
+        except OSError:
+            answer.given_up.set()
+
     def _answer(self, words):
         key = " ".join(words[:2])
+        if self.strike:
+            number, answer = self.strike
+            self.strike = (number - 1, answer) if number > 1 else None
+            if number == 1:
+                return answer
         scripted = self.script.get(key) or self.script.get(words[0])
         if scripted:
             return scripted.pop(0) if len(scripted) > 1 else scripted[0]

@@ -1,9 +1,12 @@
 """The control daemon that comes late, breaks off, restarts, refuses, or answers what nobody can read."""
 
+import re
+from pathlib import Path
+
 import pytest
 
-from desk import INVALID, Outcome
-from fake_morvd import Drop, Late, Raw, Refuse, chain_tree
+from desk import INVALID, ZTCLI, Outcome
+from fake_morvd import Drop, Endless, Late, Raw, Refuse, chain_tree
 
 U1 = "power.port.1.pdu.1"
 SILENT = Outcome(b"", b"", 1)
@@ -112,6 +115,69 @@ def test_login_answered_with_garbage_ends_with_a_status(desk, data):
     desk.serve()
     desk.morvd.script["login"] = [Raw(data, hang_up=True)]
     assert desk.run("help").status in (0, 1)
+
+
+ENDLESS = [
+    Endless(b"$2147483647\r\n", b"x" * 65536), Endless(b"$2147483640\r\n", b"\0" * 65536),
+    Endless(b"*2\r\n$2147483647\r\n", b"x" * 65536), Endless(b"*65536\r\n", b"$1\r\nx\r\n" * 1000),
+    Endless(b"*65536\r\n", b"$0\r\n\r\n" * 1000), Endless(b"+", b"x" * 65536), Endless(b"-ERR ", b"1" * 65536),
+    Endless(b"*1\r\n" * 8, b"*1\r\n" * 1000), Endless(b"", b"+OK\r\n" * 1000), Endless(b"", b"$-1\r\n" * 1000),
+]
+
+
+def highest_use(process):
+    """The most memory that a living process has had, in megabytes."""
+    text = Path(f"/proc/{process.pid}/status").read_text()
+    return int(re.search(r"VmHWM:\s+(\d+) kB", text).group(1)) / 1024
+
+
+@pytest.mark.parametrize("number", range(len(ENDLESS)))
+@pytest.mark.parametrize("path", [f"mlist {U1}", f"info {U1}.id"])
+def test_answer_without_an_end_is_given_up_before_it_takes_memory(chain, path, number):
+    """However much was announced: the daemon is hung up on, and the prompt goes on with the next command."""
+    answer = Endless(ENDLESS[number].head, ENDLESS[number].more)
+    session = chain.prompt()
+    assert session.command("id") == b"IPDU #1 ID = left\n"
+    before = highest_use(session.process)
+    chain.morvd.script[path] = [answer, chain.morvd.tree[path]]
+    session.command("id")
+    assert answer.given_up.wait(10)
+    assert session.command("id") == b"IPDU #1 ID = left\n"
+    if "asan" not in ZTCLI.parts:  # which holds on to what was freed
+        assert highest_use(session.process) < before + 16
+
+
+STRIKES = [
+    Drop(), Raw(b"$", True), Raw(b"$4", True), Raw(b"$4\r\nle", True), Raw(b"$4\r\nleft", True),
+    Raw(b"*2\r\n$2\r\nid", True), Raw(b"*2\r\n$2\r\nid\r\n", True), Raw(b"+O", True), Raw(b"\xff\xfe\0\r\n"),
+    Raw(b"+OK\r\n+OK\r\n"), Raw(b":1\r\n"), Refuse(99, "%n%s"), None, "", "2147483647", "-1", "\xff" * 300,
+]
+STRUCK = ["id", "id 1", "id 1 box", "ver", "ver left", "on 1", "off left.2", "lock 1,2,3", "status 1", "status all",
+          "name 1 lamp", "interval 1 0.5", "current", "alarm", "display 1 0", "sensors", "hwocp", "buzzer on", "save"]
+
+
+@pytest.mark.parametrize("line", STRUCK)
+def test_each_exchange_of_a_command_may_break_or_give_nonsense(chain, line):
+    """The prompt answers with something, and the next command is answered rightly."""
+    for number in (1, 2, 3):
+        outlet = f"{U1}.outlet.{number}"
+        chain.morvd.tree.update({f"info {outlet}.ctrl-status": "ON", f"mlist {outlet}": ["ctrl-status", "name"]})
+    for verb in ("on", "off", "lock"):
+        chain.morvd.tree[f"admin power.command.{verb}"] = True
+    chain.morvd.tree[f"mlist {U1}.outlet"] = ["1", "2", "3"]
+    session = chain.prompt()
+    session.command(line)
+    exchanges = min(len(chain.morvd.asked()), 8)
+    assert exchanges > 0
+    right = session.command("id")
+    assert right == b"IPDU #1 ID = left\n"
+    for number in range(1, exchanges + 1):
+        for answer in STRIKES:
+            chain.morvd.strike = (number, answer)
+            session.command(line)
+            chain.morvd.strike = None
+            assert right in (session.command("id"), session.command("id")), (number, answer)
+    assert not chain.morvd.faults
 
 
 def test_list_of_many_children_is_searched_to_its_end(chain):
