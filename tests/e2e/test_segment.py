@@ -3,15 +3,17 @@
 import ctypes
 import os
 import random
+import re
 import resource
 import shutil
 import struct
 import subprocess
+import threading
 
 import pytest
 
 from desk import INVALID, NOT_RECOGNIZED, ZTCLI, Outcome
-from status_segment import (BASE, FIRST_PORT_OFFSET, PORT_SIZE, READY_OFFSET, SIZE, Image, chain_image, pdu_record,
+from status_segment import (BASE, FIRST_PORT_OFFSET, OUTLET_SIZE, PORT_SIZE, READY_OFFSET, SIZE, Image, chain_image, pdu_record,
                             port_record)
 
 OUTSIDE = [1, 0x1000, BASE - 4, BASE + SIZE - 4, BASE + SIZE, BASE + SIZE + 0x1000, 0x7FFFFFF0, 0xFFFFFFF0]
@@ -167,6 +169,127 @@ def test_segment_of_random_bytes(desk, seed):
         struct.pack_into("=I", image.data, at, word)
     image.data[READY_OFFSET] |= 0x80
     survives(desk, image)
+
+
+# --- while it changes ---
+
+CURRENT_BITS = 0xF0  # the present value, its minimum, maximum and average
+TENTHS = (17, 34)    # one byte of each cell differs, so that no copy can fall between two
+
+
+def measured(tenths):
+    """A unit of eight outlets whose currents are all that."""
+    image = chain_image([{"unit_id": "left", "outlets": 8}])
+    port = struct.unpack_from("=I", image.data, FIRST_PORT_OFFSET)[0] - BASE
+    unit = struct.unpack_from("=I", image.data, port + 0x04C)[0] - BASE
+    outlets = struct.unpack_from("=I", image.data, unit + 0x81C)[0] - BASE
+    nodes = [(unit + 0x044, 0x00080000, unit + 0x820)]
+    nodes += [(at + 0x008, 0x400, at + 0x058) for at in range(outlets, outlets + 8 * OUTLET_SIZE, OUTLET_SIZE)]
+    for capabilities, valid, block in nodes:
+        struct.pack_into("=I", image.data, capabilities, valid)
+        struct.pack_into("=I", image.data, block + 0x08, CURRENT_BITS)
+        struct.pack_into("=4i", image.data, block + 0x0C, *[tenths] * 4)
+    return bytes(image.data)
+
+
+class Rewriting:
+    """Writes states over each other at full speed, whole, in halves, and with one of the pointers of the chain gone."""
+
+    def __init__(self, segment):
+        self.segment, self.going = segment, True
+        whole = [measured(tenths) for tenths in TENTHS]
+        port = struct.unpack_from("=I", whole[0], FIRST_PORT_OFFSET)[0] - BASE
+        unit = struct.unpack_from("=I", whole[0], port + 0x04C)[0] - BASE
+        self.states = [*whole, whole[0][:SIZE // 2], whole[1][:unit + 0x850]]
+        for link in (FIRST_PORT_OFFSET, port + 0x04C, unit + 0x81C):
+            for target in (0, BASE + SIZE, BASE + 2):
+                torn = bytearray(whole[0])
+                struct.pack_into("=I", torn, link, target)
+                self.states += [bytes(torn), whole[1]]
+        self.thread = threading.Thread(target=self.run)
+
+    def run(self):
+        while self.going:
+            for state in self.states:
+                ctypes.memmove(self.segment.address, state, len(state))
+
+    def __enter__(self):
+        self.thread.start()
+
+    def __exit__(self, *_):
+        self.going = False
+        self.thread.join()
+
+
+def test_segment_rewritten_at_full_speed_gives_values_that_it_has_had(desk):
+    """Those of a line may come from two states, and a line may be missing, but each of its values is right."""
+    image = Image()
+    image.data[:] = measured(TENTHS[0])
+    segment = desk.publish(image)
+    desk.serve(units=[{"id": "left"}])
+    session = desk.prompt()
+    seen = set()
+    with Rewriting(segment):
+        for line in ["current", "current summary", "current 1", "id", "ver"] * 60:
+            answer = session.command(line)
+            values = set(re.findall(rb"([-\d.]+)A\b", answer))
+            assert values <= {b"%.1f" % (tenths / 10) for tenths in TENTHS}, (line, answer)
+            seen |= values
+    assert len(seen) == len(TENTHS)
+    segment.image.data[:] = measured(TENTHS[1])
+    segment.write()
+    assert session.command("current 1").startswith(b"IPDU #1: True RMS current: 3.4A.")
+
+
+@pytest.mark.parametrize("seed", range(3))
+def test_noise_at_full_speed_ends_nothing(desk, seed):
+    """Words of the chain turn into anything and back while the program reads it."""
+    chance = random.Random(seed)
+    segment = desk.publish(chain_image([{"unit_id": "left", "outlets": 8, "phases": 3}]))
+    desk.serve(units=[{"id": "left"}])
+    sound = bytes(segment.image.data)
+    used = segment.image.used
+    segment.image.data[READY_OFFSET] = 0x80
+    going = True
+
+    def spoil():
+        while going:
+            for _ in range(20):
+                at = chance.randrange(0x1C0, used - 4, 4)
+                word = BASE + chance.randrange(SIZE) if chance.random() < 0.5 else chance.getrandbits(32)
+                ctypes.memmove(segment.address + at, struct.pack("=I", word), 4)
+            ctypes.memmove(segment.address, sound, used)
+
+    spoiling = threading.Thread(target=spoil)
+    session = desk.prompt()
+    spoiling.start()
+    try:
+        for line in ["current", "status all", "voltage 1 o1", "power", "id", "ver left", "on lamp", "energy"] * 12:
+            session.command(line)
+    finally:
+        going = False
+        spoiling.join()
+    assert session.command("id") == b"IPDU #1 ID = left\n"
+
+
+def test_chain_that_never_ends_is_listed_all_the_same(desk):
+    """A megabyte whose one unit is its own next, with a kind of voltage that there is none at each of its outlets."""
+    image = Image(size=1 << 20)
+    sound = measured(TENTHS[0])
+    image.data[:len(sound)] = sound
+    port = struct.unpack_from("=I", sound, FIRST_PORT_OFFSET)[0] - BASE
+    unit = struct.unpack_from("=I", sound, port + 0x04C)[0] - BASE
+    image.used = SIZE
+    outlets = image.place(bytes(40 * OUTLET_SIZE))
+    image.data[unit + 0x818] = 40
+    image.pointer(unit + 0x81C, outlets)
+    image.pointer(unit + 0x8D0, BASE + unit)
+    for at in range(outlets - BASE, outlets - BASE + 40 * OUTLET_SIZE, OUTLET_SIZE):
+        struct.pack_into("=I", image.data, at + 0x008, 0xFFFFFFFF)
+        struct.pack_into("=I", image.data, at + 0x060, 0xFFFFFFFF)
+        struct.pack_into("=i", image.data, at + 0x058 + 0x48, 77)
+    desk.env["ZT_DLOG"] = "/dev/null"
+    survives(desk, image, b"voltage\n")
 
 
 # --- not to be had ---

@@ -119,8 +119,8 @@ def test_login_answered_with_garbage_ends_with_a_status(desk, data):
 
 ENDLESS = [
     Endless(b"$2147483647\r\n", b"x" * 65536), Endless(b"$2147483640\r\n", b"\0" * 65536),
-    Endless(b"*2\r\n$2147483647\r\n", b"x" * 65536), Endless(b"*65536\r\n", b"$1\r\nx\r\n" * 1000),
-    Endless(b"*65536\r\n", b"$0\r\n\r\n" * 1000), Endless(b"+", b"x" * 65536), Endless(b"-ERR ", b"1" * 65536),
+    Endless(b"*2\r\n$2147483647\r\n", b"x" * 65536), Endless(b"*65536\r\n", (b"$90\r\n" + b"x" * 90 + b"\r\n") * 700),
+    Endless(b"*65537\r\n", b"$0\r\n\r\n" * 1000), Endless(b"+", b"x" * 65536), Endless(b"-ERR ", b"1" * 65536),
     Endless(b"*1\r\n" * 8, b"*1\r\n" * 1000), Endless(b"", b"+OK\r\n" * 1000), Endless(b"", b"$-1\r\n" * 1000),
 ]
 
