@@ -138,7 +138,8 @@ class Operator:
         found["cold"], = re.fullmatch(rb"IPDU #1: Cold start delay set to (\d+)\.\n", self.ask("coldstart 1")).groups()
         found["buzzer"], = re.fullmatch(rb"Buzzer is (ON|OFF) on IPDU #1\n", self.ask("buzzer")).groups()
         assert len(found) == 4 * len(OUTLETS) + 3
-        wrong = {key: (value, self.now[key]) for key, value in found.items() if value not in self.now.get(key, (value,))}
+        wrong = {key: (value, self.now[key]) for key, value in found.items()
+                 if value not in self.now.get(key, (value,))}
         assert not wrong, wrong
         self.now = {key: frozenset((value,)) for key, value in found.items()}
         self.shown = dict(self.now)

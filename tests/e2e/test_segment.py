@@ -1,6 +1,8 @@
 """Status segments of every kind: right ones with their numbering, and wrong ones that must not end the program."""
 
+import contextlib
 import ctypes
+import multiprocessing
 import os
 import random
 import re
@@ -8,13 +10,12 @@ import resource
 import shutil
 import struct
 import subprocess
-import threading
 
 import pytest
 
 from desk import INVALID, NOT_RECOGNIZED, ZTCLI, Outcome
-from status_segment import (BASE, FIRST_PORT_OFFSET, OUTLET_SIZE, PORT_SIZE, READY_OFFSET, SIZE, Image, chain_image, pdu_record,
-                            port_record)
+from status_segment import (BASE, FIRST_PORT_OFFSET, OUTLET_SIZE, PORT_SIZE, READY_OFFSET, SIZE, Image, chain_image,
+                            pdu_record, port_record)
 
 OUTSIDE = [1, 0x1000, BASE - 4, BASE + SIZE - 4, BASE + SIZE, BASE + SIZE + 0x1000, 0x7FFFFFF0, 0xFFFFFFF0]
 LINKS = ["first port", "next port", "first unit", "next unit", "outlets"]
@@ -192,33 +193,34 @@ def measured(tenths):
     return bytes(image.data)
 
 
-class Rewriting:
-    """Writes states over each other at full speed, whole, in halves, and with one of the pointers of the chain gone."""
+@contextlib.contextmanager
+def meanwhile(step):
+    """Does that over and over in a process of its own, which has the segment mapped as this one has."""
+    def for_ever():
+        while True:
+            step()
+    writer = multiprocessing.get_context("fork").Process(target=for_ever)
+    writer.start()
+    try:
+        yield
+        assert writer.is_alive()
+    finally:
+        writer.kill()
+        writer.join()
 
-    def __init__(self, segment):
-        self.segment, self.going = segment, True
-        whole = [measured(tenths) for tenths in TENTHS]
-        port = struct.unpack_from("=I", whole[0], FIRST_PORT_OFFSET)[0] - BASE
-        unit = struct.unpack_from("=I", whole[0], port + 0x04C)[0] - BASE
-        self.states = [*whole, whole[0][:SIZE // 2], whole[1][:unit + 0x850]]
-        for link in (FIRST_PORT_OFFSET, port + 0x04C, unit + 0x81C):
-            for target in (0, BASE + SIZE, BASE + 2):
-                torn = bytearray(whole[0])
-                struct.pack_into("=I", torn, link, target)
-                self.states += [bytes(torn), whole[1]]
-        self.thread = threading.Thread(target=self.run)
 
-    def run(self):
-        while self.going:
-            for state in self.states:
-                ctypes.memmove(self.segment.address, state, len(state))
-
-    def __enter__(self):
-        self.thread.start()
-
-    def __exit__(self, *_):
-        self.going = False
-        self.thread.join()
+def whole_and_torn():
+    """Both states whole, in halves, and with one of the pointers of the chain gone."""
+    whole = [measured(tenths) for tenths in TENTHS]
+    port = struct.unpack_from("=I", whole[0], FIRST_PORT_OFFSET)[0] - BASE
+    unit = struct.unpack_from("=I", whole[0], port + 0x04C)[0] - BASE
+    states = [*whole, whole[0][:SIZE // 2], whole[1][:unit + 0x850]]
+    for link in (FIRST_PORT_OFFSET, port + 0x04C, unit + 0x81C):
+        for target in (0, BASE + SIZE, BASE + 2):
+            torn = bytearray(whole[0])
+            struct.pack_into("=I", torn, link, target)
+            states += [bytes(torn), whole[1]]
+    return states
 
 
 def test_segment_rewritten_at_full_speed_gives_values_that_it_has_had(desk):
@@ -229,7 +231,12 @@ def test_segment_rewritten_at_full_speed_gives_values_that_it_has_had(desk):
     desk.serve(units=[{"id": "left"}])
     session = desk.prompt()
     seen = set()
-    with Rewriting(segment):
+    states = whole_and_torn()
+
+    def rewrite():
+        for state in states:
+            ctypes.memmove(segment.address, state, len(state))
+    with meanwhile(rewrite):
         for line in ["current", "current summary", "current 1", "id", "ver"] * 60:
             answer = session.command(line)
             values = set(re.findall(rb"([-\d.]+)A\b", answer))
@@ -249,26 +256,18 @@ def test_noise_at_full_speed_ends_nothing(desk, seed):
     desk.serve(units=[{"id": "left"}])
     sound = bytes(segment.image.data)
     used = segment.image.used
-    segment.image.data[READY_OFFSET] = 0x80
-    going = True
 
     def spoil():
-        while going:
-            for _ in range(20):
-                at = chance.randrange(0x1C0, used - 4, 4)
-                word = BASE + chance.randrange(SIZE) if chance.random() < 0.5 else chance.getrandbits(32)
-                ctypes.memmove(segment.address + at, struct.pack("=I", word), 4)
-            ctypes.memmove(segment.address, sound, used)
-
-    spoiling = threading.Thread(target=spoil)
+        for _ in range(20):
+            at = chance.randrange(0x1C0, used - 4, 4)
+            word = BASE + chance.randrange(SIZE) if chance.random() < 0.5 else chance.getrandbits(32)
+            ctypes.memmove(segment.address + at, struct.pack("=I", word), 4)
+        ctypes.memmove(segment.address, sound, used)
     session = desk.prompt()
-    spoiling.start()
-    try:
+    with meanwhile(spoil):
         for line in ["current", "status all", "voltage 1 o1", "power", "id", "ver left", "on lamp", "energy"] * 12:
             session.command(line)
-    finally:
-        going = False
-        spoiling.join()
+    ctypes.memmove(segment.address, sound, used)
     assert session.command("id") == b"IPDU #1 ID = left\n"
 
 
