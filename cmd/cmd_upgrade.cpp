@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -186,6 +187,26 @@ static bool check_image()
     return ended_well(system(line.get()));
 }
 
+// Nothing of the user's may open what root writes to others or break the write off half-way: no mask for files, no
+// limit, no descriptor but the terminal's, and no key or hang-up of the terminal.
+static void leave_users_settings()
+{
+    static constexpr struct {
+        decltype(RLIMIT_FSIZE) resource;
+        rlim_t most;
+    } own_limits[] = {{RLIMIT_FSIZE, RLIM_INFINITY}, {RLIMIT_CPU, RLIM_INFINITY}, {RLIMIT_AS, RLIM_INFINITY},
+                      {RLIMIT_DATA, RLIM_INFINITY},  {RLIMIT_STACK, 8 << 20},     {RLIMIT_NOFILE, 1024}};
+    for (const auto &own : own_limits) {
+        const rlimit limit = {own.most, own.most};
+        setrlimit(own.resource, &limit);
+    }
+    umask(022);
+    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, nullptr);
+}
+
 // Becomes the write program, as root for good and with an environment of its own. Answers the exit status where that
 // fails.
 // Intended: the texts of the two refusals stand crosswise to the calls (the log is read by them).
@@ -204,6 +225,7 @@ static int become_writer()
     char name[] = "flashImage", option[] = "-U admin", path[] = "PATH=/bin:/sbin:/usr/bin:/usr/sbin";
     char *words[] = {name, option, image, nullptr};
     char *environment[] = {path, nullptr};
+    leave_users_settings();
     const bool have_paths = root_path("/sbin/flashImage", program) && root_path(image_path, image);
     if (!have_paths || execve(program, words, environment) == -1) {
         log_failure("Failed to flash the image: %s", strerror(errno));

@@ -275,17 +275,30 @@ void ztcli_atexit()
 }
 
 // A standard stream that is closed gets the reading end of a dead pipe; the next socket would take its number
-// otherwise, and answers to the user would go to the daemon.
-static void hold_standard_streams()
+// otherwise, and answers to the user would go to the daemon. 0, or 1 where that can't be kept from happening.
+static int hold_standard_streams()
 {
     pollfd streams[] = {{STDIN_FILENO, 0, 0}, {STDOUT_FILENO, 0, 0}, {STDERR_FILENO, 0, 0}};
-    if (poll(streams, std::size(streams), 0) <= 0)
-        return;
+    const int found = poll(streams, std::size(streams), 0);
+    if (found <= 0)
+        return found < 0; // not even three descriptors are allowed
     for (const pollfd &stream : streams) {
         int ends[2];
-        if ((stream.revents & POLLNVAL) && pipe(ends) == 0)
-            close(ends[1]);
+        if (!(stream.revents & POLLNVAL))
+            continue;
+        if (pipe(ends))
+            return 1;
+        close(ends[1]);
     }
+    return 0;
+}
+
+// Whoever ignores the ends of children would have them ignored here too, and no child's result would ever be known.
+// Root is put aside until the login asks for it. 0, or 1 for a start that can't go on.
+static int make_ready()
+{
+    signal(SIGCHLD, SIG_DFL);
+    return hold_standard_streams() || seteuid(getuid()) ? 1 : 0;
 }
 
 static void save_terminal()
@@ -352,7 +365,8 @@ static int log_in()
 
 int main(int argc, char **argv)
 {
-    hold_standard_streams();
+    if (make_ready())
+        return 1;
     log_debug("ztcli main...%s", argv[0]);
     save_terminal();
     cli_own_name = is_own_name(argv[0]);

@@ -207,6 +207,7 @@ struct fake_session {
     int login_result = 0;
     int commit_result = 0;
     int seteuid_result = 0;
+    int seteuids_before = 0; // calls that succeed whatever the result above
     bool tap_works = true;
     int exec_result = 0;
     std::string root;               // what root_path puts in front; empty: the real root

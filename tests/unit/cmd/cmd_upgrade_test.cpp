@@ -33,7 +33,11 @@ struct upgrade : testing::Test {
         for (int unit = 1; unit <= 4; unit++)
             chain.unit().serve("upgrade", "");
         answer("upgrade"); // the segment is attached behind this
+        sigprocmask(SIG_BLOCK, nullptr, &mask);
     }
+    ~upgrade() override { sigprocmask(SIG_SETMASK, &mask, nullptr); } // the writer blocks all signals for good
+
+    sigset_t mask;
 };
 
 // The events without those of the exchanges and the tap.

@@ -1,8 +1,10 @@
 // Starts of the whole program, each in a process of its own: the order of its steps, its ends and their status.
 
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <functional>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -147,9 +149,10 @@ constexpr char banner[] = "ZTCLI 0.1 (2011-07-22T13:17-0700)\n";
 constexpr char usage[] = "Usage: ztcli [command]\nOptions:\n-h\t\tHelp (this message).\n-d\t\tDebug mode.\n"
                          "-V\t\tShow CLI version.\n";
 
-std::string own_user()
+// Root, from the start and behind the login.
+std::string put_aside()
 {
-    return std::to_string(getuid());
+    return "seteuid " + std::to_string(getuid()) + "\n";
 }
 
 void admin_group(const texts &names)
@@ -164,7 +167,7 @@ void admin_group(const texts &names)
 TEST(ztcli, steps_come_in_their_order)
 {
     const ended end = run({});
-    EXPECT_EQ(end.events, "init\nset_sighandler\nseteuid 0\nlogin\nseteuid " + own_user() + "\ndestroy\n");
+    EXPECT_EQ(end.events, put_aside() + "init\nset_sighandler\nseteuid 0\nlogin\n" + put_aside() + "destroy\n");
     EXPECT_EQ(end.log, "");
     EXPECT_EQ(end.status, 1);
 }
@@ -172,8 +175,8 @@ TEST(ztcli, steps_come_in_their_order)
 TEST(ztcli, group_check_comes_behind_the_login)
 {
     const ended end = run({.words = {"other"}, .before = [] { admin_group({"operator"}); }});
-    EXPECT_EQ(end.events, "init\nset_sighandler\nseteuid 0\nlogin\nseteuid " + own_user() +
-                              "\nready\nsend list authorization.group.name.admin.member\nidle\nrelease\ndestroy\n");
+    EXPECT_EQ(end.events, put_aside() + "init\nset_sighandler\nseteuid 0\nlogin\n" + put_aside() +
+                              "ready\nsend list authorization.group.name.admin.member\nidle\nrelease\ndestroy\n");
     EXPECT_EQ(end.status, 1);
     EXPECT_EQ(end.answers, "zt>");
 }
@@ -236,7 +239,7 @@ TEST(ztcli, session_that_does_not_open_ends_with_status_1_and_nothing_to_undo)
     }});
     EXPECT_EQ(end.status, 1);
     EXPECT_EQ(end.log, "4 Fail to init CI, errno: 13\n");
-    EXPECT_EQ(end.events, "init\n");
+    EXPECT_EQ(end.events, put_aside() + "init\n");
 }
 
 TEST(ztcli, session_that_does_not_open_without_a_cause_has_words_too)
@@ -251,7 +254,7 @@ TEST(ztcli, session_without_id_ends_with_status_1)
     const ended end = run({.before = [] { session.sid = 0; }});
     EXPECT_EQ(end.status, 1);
     EXPECT_EQ(end.log, "4 Could not find the session id.\n");
-    EXPECT_EQ(end.events, "init\n");
+    EXPECT_EQ(end.events, put_aside() + "init\n");
 }
 
 TEST(ztcli, failed_login_gives_root_back_and_ends_with_status_0)
@@ -259,14 +262,26 @@ TEST(ztcli, failed_login_gives_root_back_and_ends_with_status_0)
     const ended end = run({.before = [] { session.login_result = 5; }});
     EXPECT_EQ(end.status, 0);
     EXPECT_EQ(end.log, "4 Fail to login to tsapi\n");
-    EXPECT_EQ(end.events, "init\nset_sighandler\nseteuid 0\nlogin\nseteuid " + own_user() + "\n");
+    EXPECT_EQ(end.events, put_aside() + "init\nset_sighandler\nseteuid 0\nlogin\n" + put_aside());
+    EXPECT_EQ(end.answers, "");
+}
+
+TEST(ztcli, program_that_cannot_put_root_aside_does_not_start)
+{
+    const ended end = run({.words = {"ztcli", "foo"}, .before = [] { session.seteuid_result = -1; }});
+    EXPECT_EQ(end.status, 1);
+    EXPECT_EQ(end.events, put_aside());
     EXPECT_EQ(end.answers, "");
 }
 
 TEST(ztcli, program_that_cannot_give_root_back_does_not_go_on)
 {
-    const ended end = run({.words = {"ztcli", "foo"}, .before = [] { session.seteuid_result = -1; }});
+    const ended end = run({.words = {"ztcli", "foo"}, .before = [] {
+                               session.seteuid_result = -1;
+                               session.seteuids_before = 2; // at the start, and to log in
+                           }});
     EXPECT_EQ(end.status, 0);
+    EXPECT_TRUE(end.events.find("login\n" + put_aside()) != std::string::npos) << end.events;
     EXPECT_EQ(end.answers, "");
 }
 
@@ -362,7 +377,7 @@ TEST(ztcli, session_command_that_cannot_be_converted_ends_with_status_1)
     const ended end = run({.before = [] { session.command = "'on 1"; }});
     EXPECT_EQ(end.status, 1);
     EXPECT_EQ(end.log, "4 Unable to convert CI command 'on 1\n");
-    EXPECT_EQ(end.events, "init\n");
+    EXPECT_EQ(end.events, put_aside() + "init\n");
 }
 
 TEST(ztcli, session_command_of_32_words_ends_with_status_1)
@@ -442,6 +457,31 @@ TEST(ztcli, closed_standard_streams_are_not_given_to_what_is_opened_later)
                                rl_startup_hook = nullptr;
                                cli_signal_pending = 1; // has the hook above called once the loop begins
                            }});
+    EXPECT_EQ(end.status, 7);
+}
+
+TEST(ztcli, closed_standard_streams_that_cannot_be_held_end_the_start)
+{
+    for (const rlim_t most : {rlim_t{0}, rlim_t{2}, rlim_t{3}}) { // where 3 are allowed there is none for a pipe
+        const ended end = run({.words = {"ztcli", "foo"}, .before = [&] {
+                                   close(STDERR_FILENO);
+                                   const rlimit limit = {most, most};
+                                   setrlimit(RLIMIT_NOFILE, &limit);
+                               }});
+        EXPECT_EQ(end.status, 1) << most;
+        EXPECT_EQ(end.events + end.answers, "") << most;
+    }
+}
+
+// --- Children -------------------------------------------------------------------------------------------------------
+
+TEST(ztcli, ends_of_children_are_seen_whatever_the_caller_ignores)
+{
+    const ended end = run({.before = [] {
+        signal(SIGCHLD, SIG_IGN);
+        session.on_signal_treat = [] { _exit(signal(SIGCHLD, SIG_DFL) == SIG_DFL ? 7 : 8); };
+        cli_signal_pending = 1; // has the hook above called once the loop begins
+    }});
     EXPECT_EQ(end.status, 7);
 }
 
