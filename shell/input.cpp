@@ -3,12 +3,16 @@
 
 #include "shell/input.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <poll.h>
 #include <readline/history.h>
 #include <readline/readline.h>
+#include <sys/auxv.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <utility>
@@ -102,6 +106,41 @@ static void initialize_without_prompt()
     environ = users;
 }
 
+static char *variable_of(const char *prefix)
+{
+    for (char **entry = environ; *entry; entry++)
+        if (strncmp(*entry, prefix, strlen(prefix)) == 0)
+            return *entry;
+    return nullptr;
+}
+
+// The library copies a terminal's description into a buffer without looking at its length, and takes a width from the
+// environment that it cannot count with. Nobody may overwrite memory that way in a program that can be root again: a
+// set-user-ID start knows the system's terminals alone, since none of these variables leads to another, and no screen is
+// larger than a terminal itself can say.
+static void initialize_with_prompt()
+{
+    static constexpr const char *harmless[] = {
+        "TERM=", "COLUMNS=", "LINES=", "INPUTRC=", "LC_CTYPE=", "LC_ALL=", "LANG="};
+    static constexpr int screen_most = UINT16_MAX;
+    if (getauxval(AT_SECURE)) {
+        char *few[std::size(harmless) + 1] = {};
+        char **next = few;
+        for (const char *prefix : harmless)
+            if (char *entry = variable_of(prefix))
+                *next++ = entry;
+        char **const users = std::exchange(environ, few);
+        rl_initialize();
+        environ = users;
+    } else {
+        rl_initialize();
+    }
+    int rows, columns;
+    rl_get_screen_size(&rows, &columns);
+    if (rows > screen_most || columns > screen_most)
+        rl_set_screen_size(std::min(rows, screen_most), std::min(columns, screen_most));
+}
+
 void cli_input_init()
 {
     rl_readline_name = log_tag_cli;
@@ -110,7 +149,7 @@ void cli_input_init()
     rl_event_hook = cli_event;
     rl_inhibit_completion = 1;
     if (cli_interactive)
-        rl_initialize();
+        initialize_with_prompt();
     else
         initialize_without_prompt();
     stifle_history(20);

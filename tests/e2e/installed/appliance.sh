@@ -14,7 +14,7 @@ mount --bind /proc "$root/proc"
 for name in bin sbin lib lib64; do
     ln -s "usr/$name" "$root/$name"
 done
-for name in null "$terminal"; do
+for name in null full "$terminal"; do # the loader gives a closed stream one of the first two
     touch "$root/dev/${name##*/}"
     mount --bind "/dev/${name#/dev/}" "$root/dev/${name##*/}"
 done
