@@ -21,6 +21,7 @@ die() {
     )
     test_packages=(libgtest-dev libgmock-dev python3-pytest python3-pexpect openssh-client zsh)
     lint_packages=(clang-format clang-tidy git mandoc shellcheck)
+    package_packages=(debhelper dpkg-dev fakeroot lintian rsync)
     bench_packages=(valgrind strace redis-tools)
 }
 
@@ -33,7 +34,7 @@ missing_packages() {
     done
 }
 
-# Installs what is missing of the sets "run", "test", "lint", "bench"; says what it installs.
+# Installs what is missing of the sets "run", "test", "lint", "package", "bench"; says what it installs.
 install_packages() {
     local wanted=() missing as_root=()
     for kind in "$@"; do
