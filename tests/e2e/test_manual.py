@@ -22,8 +22,7 @@ LITERAL = re.compile(r"(?<=\n)(\.Bd -literal[^\n]*\n)(\$ .*?)(?=\.Ed\n)", re.DOT
 BLOCK_END = "\x01"
 ROOT = "/tmp/appliance"  # as the pages name the folder
 STARTING = {"morvd.8", "ztd_ng.8", "ztcli-chain.5.in"}  # pages whose examples start the appliance themselves
-PAGES = sorted(path for pattern in ("*.in", "*.[158]") for path in SOURCES.glob(pattern)
-               if LITERAL.search(path.read_text()))
+PAGES = [SOURCES / name for name in ("ztcli.1.in", *sorted(STARTING))]
 
 
 class Example:
@@ -86,6 +85,7 @@ def update(path, examples, answers):
 @pytest.mark.parametrize("path", PAGES, ids=lambda path: path.name)
 def test_examples_answer_as_the_page_says(path, desk, tmp_path):
     examples = [example for found in LITERAL.finditer(path.read_text()) for example in read_block(found[2])]
+    assert examples
     env = {**desk.env, "PATH": f"{BIN}:{os.environ['PATH']}", "ZT_CI_USER": "admin"}
     (tmp_path / "desk.toml").symlink_to(CHAINS / "desk.toml")
     if path.name in STARTING:
@@ -127,7 +127,3 @@ def test_variables_are_those_that_are_read():
     read = {name for text in sources for name in re.findall(r'\("(ZT_[A-Z_]+)"', text)}
     page = (SOURCES / "ztcli.1.in").read_text()
     assert set(re.findall(r"^\.It Ev (ZT_[A-Z_]+)", page, re.MULTILINE)) == read
-
-
-def test_pages_have_examples():
-    assert {"ztcli.1.in", *STARTING} <= {path.name for path in PAGES}
