@@ -44,6 +44,14 @@ const envmon_kind *find_envmon_kind(std::string_view type)
     return found == std::end(kinds) ? nullptr : found;
 }
 
+std::vector<std::string_view> envmon_types()
+{
+    std::vector<std::string_view> types;
+    for (const envmon_kind &kind : kinds)
+        types.push_back(kind.type);
+    return types;
+}
+
 std::span<const envmon_unit> units_of(const envmon_kind &kind)
 {
     auto is_its = [&](const envmon_unit &unit) { return unit.scale == kind.scale; };

@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "appliance/model/result.h"
 #include "appliance/model/statistic.h"
@@ -68,6 +69,9 @@ struct envmon {
 
 // The kind with that word, or null.
 const envmon_kind *find_envmon_kind(std::string_view type);
+
+// The words of all kinds.
+std::vector<std::string_view> envmon_types();
 
 // The units that monitors of the kind can work in, the one that they come with first.
 std::span<const envmon_unit> units_of(const envmon_kind &kind);

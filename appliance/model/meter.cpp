@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <iterator>
 
-static constexpr std::string_view certainty_words[] = {"UNDEFINED", "ESTIMATED", "MEASURED"};
-
 std::string_view certainty_word(certainty how)
 {
     return certainty_words[static_cast<size_t>(how)];

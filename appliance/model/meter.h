@@ -15,7 +15,8 @@ inline constexpr size_t quantity_count = 4;
 // How a unit came by a value.
 enum class certainty { undefined, estimated, measured };
 
-// "UNDEFINED", "ESTIMATED", "MEASURED".
+// Their words, in that order.
+inline constexpr std::string_view certainty_words[] = {"UNDEFINED", "ESTIMATED", "MEASURED"};
 std::string_view certainty_word(certainty how);
 
 // False for any other word.

@@ -32,3 +32,8 @@ int mod_status_code(std::string_view word)
             return code;
     return 0;
 }
+
+std::span<const std::string_view> known_mod_status_words()
+{
+    return std::span(mod_words).subspan(1);
+}

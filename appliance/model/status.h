@@ -1,6 +1,7 @@
 // The vocabulary of an outlet's two states. The codes are the units' own; the words are what the control tree serves.
 #pragma once
 
+#include <span>
 #include <string_view>
 
 enum ctrl_status : int {
@@ -37,3 +38,6 @@ std::string_view mod_status_word(int code);
 
 // The first code with that word, or 0.
 int mod_status_code(std::string_view word);
+
+// All words of the second one that say something.
+std::span<const std::string_view> known_mod_status_words();

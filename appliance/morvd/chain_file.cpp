@@ -10,6 +10,7 @@
 #include "appliance/morvd/chain_keys.h"
 #include "appliance/morvd/toml_rules.h"
 #include "appliance/morvd/unit_table.h"
+#include "appliance/morvd/verbs.h"
 
 static constexpr size_t largest_file = 1 << 20;
 static constexpr size_t most_ports = 16;
@@ -24,16 +25,16 @@ static constexpr key_rule file_keys[] = {
 
 static constexpr key_rule port_keys[] = {
     {"name", value_kind::text, 1, 31},     {"device", value_kind::text, 1, 63},
-    {"pdu_type", value_kind::text, 1, 31}, {"polling_rate", value_kind::whole, 1, 3600},
+    {"pdu_type", value_kind::text, 1, 31}, {"polling_rate", value_kind::whole, 1, 3600, "seconds"},
     {"unit", value_kind::tables},
 };
 
 static constexpr key_rule fault_keys[] = {
-    {"kind", value_kind::text, 1, 15},
+    {"kind", value_kind::text, 1, 15, "", fault_kind_words},
     {"verb", value_kind::text, 1, 15},
     {"path", value_kind::text, 1, 255},
     {"code", value_kind::whole, 1, INT32_MAX},
-    {"milliseconds", value_kind::whole, 0, longest_delay_ms},
+    {"milliseconds", value_kind::whole, 0, longest_delay_ms, "milliseconds"},
     {"count", value_kind::whole, 0, INT32_MAX},
     {"skip", value_kind::whole, 0, INT32_MAX},
 };
@@ -55,13 +56,13 @@ std::vector<chain_file_table> chain_file_tables()
 static void read_port(chain &made, const toml::table &table, size_t index)
 {
     check_table(table, port_keys);
-    require(table, "name");
+    require(table, "name", "[[port]]");
     std::string name = *text_of(table, "name");
     if (index == most_ports)
-        fail_at(table, "more ports than the appliance has room for");
+        fail_at(table, "more than " + std::to_string(most_ports) + " ports");
     // The status segment tells the appliance's own unit by its line's name and place.
     if (name == local_port_name && index > 0)
-        fail_at(place_of(table, "name"), "the port 'local' must be the first");
+        fail_at(place_of(table, "name"), "the port 'local', of the appliance's own unit, must be the first");
     for (const port_line &other : made.ports)
         if (other.name == name)
             fail_at(place_of(table, "name"), "the port name '" + name + "' is given twice");
@@ -73,7 +74,7 @@ static void read_port(chain &made, const toml::table &table, size_t index)
                           {}});
     each_table(table, "unit", [&](const toml::table &one, size_t pdu) {
         if (pdu == most_units)
-            fail_at(one, "more units than a port has room for");
+            fail_at(one, "more than " + std::to_string(most_units) + " units on one port");
         unit read = read_unit(made, one);
         made.ports.back().units.push_back(std::move(read));
     });
@@ -98,15 +99,15 @@ static void read_groups(chain &made, const toml::table &table)
 static fault read_fault(const toml::table &table)
 {
     check_table(table, fault_keys);
-    require(table, "kind");
+    require(table, "kind", "[[fault]]");
     fault made;
-    std::string kind = *text_of(table, "kind");
-    if (!find_fault_kind(kind, &made.kind))
-        fail_at(place_of(table, "kind"), "'kind' must be 'refuse', 'drop' or 'delay'");
+    find_fault_kind(*text_of(table, "kind"), &made.kind);
     if (table.contains("code") && made.kind != fault_kind::refuse)
         fail_at(place_of(table, "code"), "only a refusal has a 'code'");
-    if (table.contains("milliseconds") != (made.kind == fault_kind::delay))
-        fail_at(place_of(table, "milliseconds"), "a delay, and nothing else, has 'milliseconds'");
+    if (made.kind == fault_kind::delay)
+        require(table, "milliseconds", "[[fault]] of kind 'delay'");
+    else if (table.contains("milliseconds"))
+        fail_at(place_of(table, "milliseconds"), "only a delay has 'milliseconds'");
 
     made.verb = text_of(table, "verb").value_or(made.verb);
     made.path = text_of(table, "path").value_or(made.path);
@@ -114,8 +115,10 @@ static fault read_fault(const toml::table &table)
     made.delay_ms = whole_of(table, "milliseconds").value_or(0);
     made.count = whole_of(table, "count").value_or(0);
     made.skip = whole_of(table, "skip").value_or(0);
+    if (made.verb != "*" && !can_fail(made.verb))
+        fail_value(table, "verb", "'*', " + quoted_list(words_that_can_fail()));
     if (!is_fault_sound(made))
-        fail_at(table, "no request has the verb '" + made.verb + "' and the path '" + made.path + "'");
+        fail_value(table, "path", "words with one '.' between them, or '*'");
     return made;
 }
 

@@ -4,6 +4,7 @@
 #include "appliance/morvd/envmon_table.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "appliance/model/chain.h"
 #include "appliance/morvd/chain_keys.h"
@@ -25,25 +26,20 @@ static constexpr key_rule sensor_keys[] = {
 };
 constinit const std::span<const key_rule> sensor_table_keys = sensor_keys;
 
-static std::string quoted(std::string_view word)
-{
-    return "'" + std::string(word) + "'";
-}
-
 static std::string range_text(const envmon &made)
 {
-    return number_text(shown_value(made, made.kind->low)) + " to " + number_text(shown_value(made, made.kind->high));
+    return number_text(shown_value(made, made.kind->low)) + " to " + number_text(shown_value(made, made.kind->high)) +
+           " " + std::string(made.unit->word);
 }
 
 // --- One key after the other ----------------------------------------------------------------------------------------
 
 static void read_kind(envmon &made, const toml::table &table)
 {
-    require(table, "type");
-    std::string type = *text_of(table, "type");
-    made.kind = find_envmon_kind(type);
+    require(table, "type", "[[port.unit.sensor]]");
+    made.kind = find_envmon_kind(*text_of(table, "type"));
     if (!made.kind)
-        fail_at(place_of(table, "type"), "unknown sensor type " + quoted(type));
+        fail_value(table, "type", quoted_list(envmon_types()));
     made.type_raw = whole_of(table, "type_raw").value_or(made.kind->type_raw);
     made.keeps_statistic = truth_of(table, "statistics").value_or(made.kind->scale != scale::state);
     made.usual = made.kind->usual;
@@ -61,10 +57,10 @@ static void read_unit_word(envmon &made, const toml::table &table)
         made.unit = find_envmon_unit(*made.kind, "oF");
     if (made.unit && (!made.tells_unit || !word || made.unit->word == *word))
         return;
-    std::string words;
+    std::vector<std::string_view> words;
     for (const envmon_unit &unit : units)
-        words += (words.empty() ? "" : ", ") + quoted(unit.word);
-    fail_at(place_of(table, "unit"), "'unit' of type " + quoted(made.kind->type) + " must be one of: " + words);
+        words.push_back(unit.word);
+    fail_value(table, "unit", quoted_list(words) + " for type " + quoted(made.kind->type));
 }
 
 static void forbid(const envmon &made, const toml::table &table, std::string_view key, std::string_view other)
@@ -83,8 +79,7 @@ static void read_state(envmon &made, const toml::table &table)
         return;
     auto state = std::find(made.kind->states.begin(), made.kind->states.end(), *word);
     if (state == made.kind->states.end())
-        fail_at(place_of(table, "state"), "'state' of type " + quoted(made.kind->type) + " must be " +
-                                              quoted(made.kind->states[0]) + " or " + quoted(made.kind->states[1]));
+        fail_value(table, "state", quoted_list(made.kind->states) + " for type " + quoted(made.kind->type));
     made.usual = static_cast<double>(state - made.kind->states.begin());
 }
 
@@ -94,8 +89,7 @@ static void read_value(envmon &made, const toml::table &table)
     if (std::optional<double> value = real_of(table, "value"))
         made.usual = value_on_scale(made, *value);
     if (made.usual < made.kind->low || made.usual > made.kind->high)
-        fail_at(place_of(table, "value"),
-                "'value' of type " + quoted(made.kind->type) + " must lie from " + range_text(made));
+        fail_value(table, "value", "from " + range_text(made) + " for type " + quoted(made.kind->type));
     if (std::optional<double> drift = real_of(table, "drift"))
         made.drift = *drift / made.unit->factor;
 }

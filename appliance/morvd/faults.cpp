@@ -2,31 +2,19 @@
 
 #include "appliance/morvd/faults.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "appliance/morvd/path.h"
 #include "appliance/morvd/verbs.h"
 
-struct kind_row {
-    std::string_view word;
-    fault_kind kind;
-};
-
-static constexpr kind_row kinds[] = {
-    {"refuse", fault_kind::refuse},
-    {"drop", fault_kind::drop},
-    {"delay", fault_kind::delay},
-};
-
 bool find_fault_kind(std::string_view word, fault_kind *kind)
 {
-    for (const kind_row &row : kinds) {
-        if (row.word != word)
-            continue;
-        *kind = row.kind;
-        return true;
-    }
-    return false;
+    auto found = std::ranges::find(fault_kind_words, word);
+    if (found == std::end(fault_kind_words))
+        return false;
+    *kind = static_cast<fault_kind>(found - std::begin(fault_kind_words));
+    return true;
 }
 
 bool is_fault_sound(const fault &fault)
@@ -67,10 +55,7 @@ bool meet_fault(std::vector<fault> &faults, std::string_view verb, std::string_v
 
 std::string fault_text(const fault &fault)
 {
-    std::string text;
-    for (const kind_row &row : kinds)
-        if (row.kind == fault.kind)
-            text = row.word;
+    std::string text(fault_kind_words[static_cast<size_t>(fault.kind)]);
     text += " " + fault.verb + " " + fault.path;
     if (fault.kind == fault_kind::refuse)
         text += " " + std::to_string(fault.code);

@@ -11,6 +11,9 @@
 
 enum class fault_kind { refuse, drop, delay };
 
+// Their words, in that order.
+inline constexpr std::string_view fault_kind_words[] = {"refuse", "drop", "delay"};
+
 struct fault {
     fault_kind kind = fault_kind::refuse;
     std::string verb = "*";      // "*": any

@@ -9,25 +9,28 @@ static constexpr double most_current = 1000; // A
 
 // --- Keys -----------------------------------------------------------------------------------------------------------
 
+// In the order of node_kind.
+static constexpr std::string_view metering_words[] = {"unit", "phase", "circuit", "outlet"};
+
 static constexpr key_rule unit_rules[] = {
-    {"voltage", value_kind::real, least_volts, most_volts},
-    {"metering", value_kind::texts, 1, 15},
-    {"voltage_type", value_kind::text, 1, 15},
-    {"power_type", value_kind::text, 1, 15},
-    {"power_factor_type", value_kind::text, 1, 15},
-    {"thresholds", value_kind::reals, 0, most_phases *most_current},
-    {"load", value_kind::real, 0, most_watts},
+    {"voltage", value_kind::real, least_volts, most_volts, "volts"},
+    {"metering", value_kind::texts, 1, 15, "", metering_words},
+    {"voltage_type", value_kind::text, 1, 15, "", certainty_words},
+    {"power_type", value_kind::text, 1, 15, "", certainty_words},
+    {"power_factor_type", value_kind::text, 1, 15, "", certainty_words},
+    {"thresholds", value_kind::reals, 0, most_phases *most_current, "amperes"},
+    {"load", value_kind::real, 0, most_watts, "watts"},
     {"power_factor", value_kind::real, least_power_factor, 1},
 };
 
 // An outlet has these two behind those that it shares with phases and circuits.
 static constexpr key_rule part_rules[] = {
     {"metered", value_kind::truth},
-    {"voltage_type", value_kind::text, 1, 15},
-    {"power_type", value_kind::text, 1, 15},
-    {"power_factor_type", value_kind::text, 1, 15},
-    {"thresholds", value_kind::reals, 0, most_current},
-    {"load", value_kind::real, 0, most_watts},
+    {"voltage_type", value_kind::text, 1, 15, "", certainty_words},
+    {"power_type", value_kind::text, 1, 15, "", certainty_words},
+    {"power_factor_type", value_kind::text, 1, 15, "", certainty_words},
+    {"thresholds", value_kind::reals, 0, most_current, "amperes"},
+    {"load", value_kind::real, 0, most_watts, "watts"},
     {"power_factor", value_kind::real, least_power_factor, 1},
 };
 static constexpr size_t outlet_only = 2;
@@ -36,18 +39,6 @@ constinit const std::span<const key_rule> unit_meter_keys = unit_rules;
 constinit const std::span<const key_rule> outlet_meter_keys = part_rules;
 constinit const std::span<const key_rule> element_meter_keys =
     std::span<const key_rule>(part_rules).first(std::size(part_rules) - outlet_only);
-
-struct level_word {
-    std::string_view word;
-    node_kind kind;
-};
-
-static constexpr level_word metering_words[] = {
-    {"unit", node_kind::unit},
-    {"phase", node_kind::phase},
-    {"circuit", node_kind::circuit},
-    {"outlet", node_kind::outlet},
-};
 
 struct type_key {
     const char *key;
@@ -64,25 +55,17 @@ static constexpr type_key type_keys[] = {
 
 static bool is_metered(const toml::table &unit_table, node_kind kind)
 {
-    bool named = false;
-    if (const toml::array *words = unit_table["metering"].as_array())
-        for (const toml::node &item : *words) {
-            auto row = std::find_if(std::begin(metering_words), std::end(metering_words),
-                                    [&](const level_word &one) { return one.word == **item.as_string(); });
-            if (row == std::end(metering_words))
-                fail_at(item, "'metering' must name 'unit', 'phase', 'circuit' or 'outlet'");
-            named = named || row->kind == kind;
-        }
-    return named;
+    std::string_view word = metering_words[static_cast<size_t>(kind)];
+    const toml::array *words = unit_table["metering"].as_array();
+    return words && std::any_of(words->begin(), words->end(),
+                                [&](const toml::node &item) { return **item.as_string() == word; });
 }
 
 static void describe_types(meter &made, const toml::table &table)
 {
     for (const type_key &row : type_keys) {
-        std::optional<std::string> word = text_of(table, row.key);
-        if (word && !find_certainty(*word, &made.how[static_cast<size_t>(row.of)]))
-            fail_at(place_of(table, row.key),
-                    "'" + std::string(row.key) + "' must be 'MEASURED', 'ESTIMATED' or 'UNDEFINED'");
+        if (std::optional<std::string> word = text_of(table, row.key))
+            find_certainty(*word, &made.how[static_cast<size_t>(row.of)]);
     }
 }
 
@@ -97,7 +80,7 @@ static void describe_thresholds(thresholds &made, const toml::table &table)
         wanted.tenths[i] = static_cast<int>(std::lround(*levels->get(i)->value<double>() * 10));
     if (!sound || !are_sound(wanted))
         fail_at(*levels, "'thresholds' must be four levels, none above the one before, the first from 1 to " +
-                             number_text(made.most / 10.0));
+                             number_text(made.most / 10.0) + " amperes");
     made = wanted;
 }
 

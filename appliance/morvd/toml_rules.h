@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "appliance/morvd/key_rule.h"
+#include "appliance/morvd/words.h"
 
 // Strict about what is read, and the whole of it in one header.
 #define TOML_ENABLE_FORMATTERS 0
@@ -21,18 +22,18 @@ struct file_fault {
 
 [[noreturn]] void fail_at(const toml::node &node, std::string words);
 
-// As it stands in the words of a fault: without digits that say nothing.
-std::string number_text(double number);
-
 // Throws file_fault at the first key, in the order of the file, that no rule names, here or among `further`, or that
-// breaks its rule.
+// breaks its rule. The words say what would be right: the key that was meant, the type, the range, the list of words.
 void check_table(const toml::table &table, std::span<const key_rule> rules, std::span<const key_rule> further = {});
 
 // The same for one value that stands under the key `name`.
 void check_value(std::string_view name, const toml::node &node, const key_rule &rule);
 
-// Throws file_fault at the table where the key is not given.
-void require(const toml::table &table, std::string_view key);
+// Throws file_fault at the table where the key is not given; `where` is the table's head, "[[port]]".
+void require(const toml::table &table, std::string_view key, std::string_view where);
+
+// Throws file_fault at the value: "'KEY' must be WANTED, not 'GIVEN'".
+[[noreturn]] void fail_value(const toml::table &table, std::string_view key, const std::string &wanted);
 
 // Values of a checked table; nothing where the key is not given.
 std::optional<std::string> text_of(const toml::table &table, std::string_view key);

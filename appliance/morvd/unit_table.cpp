@@ -19,6 +19,9 @@ static constexpr int longest_task_ms = 3'600'000;
 
 // --- Keys -----------------------------------------------------------------------------------------------------------
 
+static constexpr std::string_view topologies[] = {"delta", "wye"};
+static constexpr std::string_view relay_states[] = {"on", "off"};
+
 static constexpr key_rule unit_keys[] = {
     {"id", value_kind::text, 1, unit_id_size},
     {"default_id", value_kind::text, 1, unit_id_size},
@@ -26,18 +29,18 @@ static constexpr key_rule unit_keys[] = {
     {"model_nr", value_kind::whole, 0, 255},
     {"vendor", value_kind::text, 1, 31},
     {"version", value_kind::text, 1, 31},
-    {"max_current", value_kind::real, 0, 1000},
-    {"topology", value_kind::text, 1, 31},
-    {"cold_start_delay", value_kind::whole, 0, longest_cold_start_delay},
+    {"max_current", value_kind::real, 0, 1000, "amperes"},
+    {"topology", value_kind::text, 1, 31, "", topologies},
+    {"cold_start_delay", value_kind::whole, 0, longest_cold_start_delay, "seconds"},
     {"buzzer", value_kind::truth},
     {"syslog", value_kind::truth},
     {"display_mode", value_kind::text, 1, 15},
     {"display_modes", value_kind::texts, 1, 15},
-    {"display_cycle", value_kind::whole, 0, longest_display_cycle},
-    {"flash_time", value_kind::whole, 0, longest_task_ms},
-    {"reboot_time", value_kind::whole, 0, longest_task_ms},
+    {"display_cycle", value_kind::whole, 0, longest_display_cycle, "seconds"},
+    {"flash_time", value_kind::whole, 0, longest_task_ms, "milliseconds"},
+    {"reboot_time", value_kind::whole, 0, longest_task_ms, "milliseconds"},
     {"upgrade", value_kind::truth},
-    {"cycle_interval", value_kind::whole, shortest_cycle_interval, longest_cycle_interval},
+    {"cycle_interval", value_kind::whole, shortest_cycle_interval, longest_cycle_interval, "seconds"},
     {"overcurrent", value_kind::truth},
     hwocp_rule,
     fuse_rule,
@@ -46,8 +49,8 @@ static constexpr key_rule unit_keys[] = {
     {"phases", value_kind::whole, 1, most_phases},
     {"circuits", value_kind::whole, 0, most_circuits},
     {"outlets", value_kind::whole, 0, most_outlets},
-    {"post_power_on", value_kind::real, 0, longest_interval},
-    {"post_power_off", value_kind::real, 0, longest_interval},
+    {"post_power_on", value_kind::real, 0, longest_interval, "seconds"},
+    {"post_power_off", value_kind::real, 0, longest_interval, "seconds"},
     {"phase", value_kind::tables},
     {"circuit", value_kind::tables},
     {"outlet", value_kind::tables},
@@ -75,12 +78,12 @@ static constexpr key_rule outlet_keys[] = {
     {"sys_name", value_kind::text, 1, outlet_sys_name_size},
     {"name", value_kind::text, 0, outlet_name_size},
     {"circuit", value_kind::whole, 1, most_circuits},
-    {"state", value_kind::text, 2, 3},
+    {"state", value_kind::text, 2, 3, "", relay_states},
     {"locked", value_kind::truth},
     {"fixed", value_kind::truth},
     {"mod_status", value_kind::text, 1, 15},
-    {"post_power_on", value_kind::real, 0, longest_interval},
-    {"post_power_off", value_kind::real, 0, longest_interval},
+    {"post_power_on", value_kind::real, 0, longest_interval, "seconds"},
+    {"post_power_off", value_kind::real, 0, longest_interval, "seconds"},
 };
 
 static const chain_file_table described_tables[] = {
@@ -111,13 +114,23 @@ static size_t count_parts(const toml::table &table, std::string_view count_key, 
     return count ? static_cast<size_t>(*count) : described;
 }
 
-// Parts are addressed by their system names.
-template <class Part> static void check_sys_names(const std::vector<Part> &parts, const toml::node &unit_table)
+// Parts are addressed by their system names. `described` has the table of each part that one describes, else null. Of
+// two with the same name at least one says so in its table, since those that stand for nothing said differ.
+template <class Part>
+static void check_sys_names(const std::vector<Part> &parts, const std::vector<const toml::table *> &described)
 {
     for (size_t i = 0; i < parts.size(); i++)
         for (size_t j = 0; j < i; j++)
-            if (parts[i].sys_name == parts[j].sys_name)
-                fail_at(unit_table, "the system name '" + parts[i].sys_name + "' stands twice in one unit");
+            if (parts[i].sys_name == parts[j].sys_name) {
+                bool by_later = described[i] && described[i]->contains("sys_name");
+                fail_at(place_of(*described[by_later ? i : j], "sys_name"),
+                        "the system name " + quoted(parts[i].sys_name) + " is given twice in one unit");
+            }
+}
+
+static std::string beyond_last(std::string_view what, size_t number, size_t count)
+{
+    return std::string(what) + " " + std::to_string(number) + " is beyond the last, " + std::to_string(count);
 }
 
 // Fills parts in with what the tables under `key` say of them: each table of the part with its number, else of the next
@@ -126,23 +139,22 @@ template <class Part, class Read> static void describe_parts(std::vector<Part> &
                                                              std::string_view key, std::span<const key_rule> rules,
                                                              std::span<const key_rule> meter_rules, Read read_rest)
 {
-    std::vector<bool> seen(parts.size());
+    std::vector<const toml::table *> described(parts.size());
     each_table(table, key, [&](const toml::table &one, size_t index) {
         check_table(one, rules, meter_rules);
         size_t number = static_cast<size_t>(whole_of(one, "number").value_or(static_cast<int>(index) + 1));
         if (number > parts.size())
-            fail_at(place_of(one, "number"), std::string(key) + " " + std::to_string(number) + " is beyond the last, " +
-                                                 std::to_string(parts.size()));
-        if (seen[number - 1])
+            fail_at(place_of(one, "number"), beyond_last(key, number, parts.size()));
+        if (described[number - 1])
             fail_at(place_of(one, "number"), std::string(key) + " " + std::to_string(number) + " is given twice");
-        seen[number - 1] = true;
+        described[number - 1] = &one;
         Part &part = parts[number - 1];
         part.sys_name = text_of(one, "sys_name").value_or(part.sys_name);
         part.name = text_of(one, "name").value_or(part.name);
         describe_meter(part.measured, one);
         read_rest(part, one);
     });
-    check_sys_names(parts, table);
+    check_sys_names(parts, described);
 }
 
 // --- Phases and circuits --------------------------------------------------------------------------------------------
@@ -196,7 +208,7 @@ static void read_circuit_phases(circuit &made, const unit &of, const toml::table
     int last = static_cast<int>(of.phases.size());
     if (phases->empty() || phases->size() > 2 || made.from_phase == made.to_phase || made.from_phase > last ||
         made.to_phase > last)
-        fail_at(*phases, "'phases' must be one or two phases of the unit");
+        fail_at(*phases, "'phases' must be one or two of the unit's phases 1 to " + std::to_string(last));
 }
 
 static void read_circuits(unit &made, const toml::table &table)
@@ -225,10 +237,7 @@ static void read_circuits(unit &made, const toml::table &table)
 
 static void read_outlet_state(outlet &made, const toml::table &table)
 {
-    std::string state = text_of(table, "state").value_or("on");
-    if (state != "on" && state != "off")
-        fail_at(place_of(table, "state"), "'state' must be 'on' or 'off'");
-    made.on = state == "on";
+    made.on = text_of(table, "state").value_or("on") == "on";
     made.locked = truth_of(table, "locked").value_or(false);
     made.fixed = truth_of(table, "fixed").value_or(false);
     if (made.fixed && (made.locked || !made.on))
@@ -237,7 +246,7 @@ static void read_outlet_state(outlet &made, const toml::table &table)
     std::string word = text_of(table, "mod_status").value_or("");
     made.mod_status = word.empty() ? 0 : mod_status_code(word);
     if (!word.empty() && !made.mod_status)
-        fail_at(place_of(table, "mod_status"), "unknown state '" + word + "'");
+        fail_value(table, "mod_status", quoted_list(known_mod_status_words()));
 }
 
 static void read_outlet(outlet &made, const unit &of, const chain &so_far, const toml::table &table)
@@ -245,7 +254,8 @@ static void read_outlet(outlet &made, const unit &of, const chain &so_far, const
     read_outlet_state(made, table);
     made.circuit = whole_of(table, "circuit").value_or(made.circuit);
     if (made.circuit > static_cast<int>(of.circuits.size()))
-        fail_at(place_of(table, "circuit"), "no such circuit");
+        fail_at(place_of(table, "circuit"),
+                beyond_last("circuit", static_cast<size_t>(made.circuit), of.circuits.size()));
     if (std::optional<int> on = tenths_of(table, "post_power_on"))
         made.post_power_on = on;
     if (std::optional<int> off = tenths_of(table, "post_power_off"))
@@ -281,9 +291,12 @@ static void read_outlets(unit &made, const chain &so_far, const toml::table &tab
 
 static void read_sensors(unit &made, const toml::table &table)
 {
-    each_table(table, "sensor",
-               [&](const toml::table &one, size_t index) { made.envmons.push_back(read_envmon(one, index + 1)); });
-    check_sys_names(made.envmons, table);
+    std::vector<const toml::table *> described;
+    each_table(table, "sensor", [&](const toml::table &one, size_t index) {
+        made.envmons.push_back(read_envmon(one, index + 1));
+        described.push_back(&one);
+    });
+    check_sys_names(made.envmons, described);
 }
 
 // --- The unit -------------------------------------------------------------------------------------------------------
@@ -335,7 +348,8 @@ static void read_settings(unit &made, const toml::table &table)
         made.display_modes = made.phases.size() > 1 ? std::vector<std::string>{"0/I", "0/V", "180/I", "180/V"}
                                                     : std::vector<std::string>{"0/I", "180/I"};
     if (made.display_mode && std::ranges::find(made.display_modes, *made.display_mode) == made.display_modes.end())
-        fail_at(place_of(table, "display_mode"), "'display_mode' is none of the modes");
+        fail_value(table, "display_mode",
+                   quoted_list(std::vector<std::string_view>(made.display_modes.begin(), made.display_modes.end())));
 }
 
 unit read_unit(const chain &so_far, const toml::table &table)
@@ -349,8 +363,6 @@ unit read_unit(const chain &so_far, const toml::table &table)
     made.switched = truth_of(table, "switched").value_or(true);
     made.inlets = whole_of(table, "inlets").value_or(1);
     made.topology = text_of(table, "topology");
-    if (made.topology && made.topology != "delta" && made.topology != "wye")
-        fail_at(place_of(table, "topology"), "'topology' must be 'delta' or 'wye'");
     read_phases(made, table);
     read_unit_meter(made, table);
     read_circuits(made, table);

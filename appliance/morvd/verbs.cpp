@@ -25,6 +25,14 @@ const verb_row *find_verb(std::string_view word)
     return nullptr;
 }
 
+std::vector<std::string_view> words_that_can_fail()
+{
+    std::vector<std::string_view> words = {"login", "resume"};
+    for (const verb_row &row : verbs)
+        words.push_back(row.word);
+    return words;
+}
+
 bool can_fail(std::string_view word)
 {
     return word == "login" || word == "resume" || find_verb(word);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string_view>
+#include <vector>
 
 enum class verb { get, set, info, admin, list, mlist, add, del, move, commit };
 
@@ -17,3 +18,6 @@ const verb_row *find_verb(std::string_view word);
 
 // Whether a fault can be asked for on the word: a verb of the tree, `login` or `resume`.
 bool can_fail(std::string_view word);
+
+// All words that a fault can be asked for on.
+std::vector<std::string_view> words_that_can_fail();

@@ -71,33 +71,38 @@ TEST(envmon_table, everything_can_be_told)
 TEST(envmon_table, fault_is_told_with_line_and_what_would_be_right)
 {
     const char *faults[][2] = {
-        {"name = 'a'\n", "line 4: missing key 'type'"},
-        {"type = 'noise'\n", "line 5: unknown sensor type 'noise'"},
-        {"type = 'smoke'\ncolour = 1\n", "line 6: unknown key 'colour'"},
-        {"type = 'smoke'\nname = 'abcdefghijklmnopqrstuvwxyz012345'\n", "line 6: 'name' must have 0 to 31 bytes"},
+        {"name = 'a'\n", "line 4: missing key 'type' in [[port.unit.sensor]]"},
+        {"type = 'noise'\n", "line 5: 'type' must be 'internal-temperature', 'external-temperature', 'humidity', "
+                             "'air-flow', 'dry-contact', 'water-level', 'motion', 'smoke' or 'UNDEFINED', not 'noise'"},
+        {"type = 'smoke'\ncolour = 1\n",
+         "line 6: unknown key 'colour'; known here: 'type', 'sys_name', 'name', 'unit', 'type_raw', 'value', 'drift', "
+         "'state', 'statistics' and 'thresholds'"},
+        {"type = 'smoke'\nname = 'abcdefghijklmnopqrstuvwxyz012345'\n",
+         "line 6: 'name' must be a text of 0 to 31 bytes, not of 32"},
         {"type = 'smoke'\nname = 'a:b'\n", "line 6: the sensor name 'a:b' holds a comma or a colon"},
         {"type = 'smoke'\nname = 'a,b'\n", "line 6: the sensor name 'a,b' holds a comma or a colon"},
-        {"type = 'smoke'\ntype_raw = 256\n", "line 6: 'type_raw' must lie between 0 and 255"},
-        {"type = 'smoke'\nstatistics = 1\n", "line 6: 'statistics' must be true or false"},
-        {"type = 'smoke'\nstate = 'open'\n", "line 6: 'state' of type 'smoke' must be 'clear' or 'smoke'"},
+        {"type = 'smoke'\ntype_raw = 256\n", "line 6: 'type_raw' must be a whole number from 0 to 255, not 256"},
+        {"type = 'smoke'\nstatistics = 1\n", "line 6: 'statistics' must be true or false, not 1"},
+        {"type = 'smoke'\nstate = 'open'\n", "line 6: 'state' must be 'clear' or 'smoke' for type 'smoke', not 'open'"},
         {"type = 'smoke'\nvalue = 1\n", "line 6: type 'smoke' has a 'state' and no 'value'"},
         {"type = 'smoke'\ndrift = 1\n", "line 6: type 'smoke' has a 'state' and no 'drift'"},
         {"type = 'humidity'\nstate = 'wet'\n", "line 6: type 'humidity' has a 'value' and no 'state'"},
-        {"type = 'humidity'\nvalue = 'wet'\n", "line 6: 'value' must be a number"},
-        {"type = 'humidity'\nvalue = 101\n", "line 6: 'value' of type 'humidity' must lie from 0 to 100"},
+        {"type = 'humidity'\nvalue = 'wet'\n", "line 6: 'value' must be a number from -10000 to 10000, not a text"},
+        {"type = 'humidity'\nvalue = 101\n", "line 6: 'value' must be from 0 to 100 % for type 'humidity', not 101"},
         {"type = 'internal-temperature'\nunit = 'oF'\nvalue = -41\n",
-         "line 7: 'value' of type 'internal-temperature' must lie from -40 to 257"},
-        {"type = 'humidity'\ndrift = -1\n", "line 6: 'drift' must lie between 0 and 10000"},
-        {"type = 'humidity'\nunit = 'oC'\n", "line 6: 'unit' of type 'humidity' must be one of: '%'"},
+         "line 7: 'value' must be from -40 to 257 oF for type 'internal-temperature', not -41"},
+        {"type = 'humidity'\ndrift = -1\n", "line 6: 'drift' must be a number from 0 to 10000, not -1"},
+        {"type = 'humidity'\nunit = 'oC'\n", "line 6: 'unit' must be '%' for type 'humidity', not 'oC'"},
         {"type = 'internal-temperature'\nunit = 'C'\n",
-         "line 6: 'unit' of type 'internal-temperature' must be one of: 'oC', 'oF', 'K'"},
-        {"type = 'humidity'\nthresholds = 4\n", "line 6: 'thresholds' must be a list of numbers"},
+         "line 6: 'unit' must be 'oC', 'oF' or 'K' for type 'internal-temperature', not 'C'"},
+        {"type = 'humidity'\nthresholds = 4\n",
+         "line 6: 'thresholds' must be a list of numbers from -10000 to 10000, not 4"},
         {"type = 'humidity'\nthresholds = [4, 3, 2]\n",
-         "line 6: 'thresholds' must be four levels, none above the one before, from 0 to 100"},
+         "line 6: 'thresholds' must be four levels, none above the one before, from 0 to 100 %"},
         {"type = 'humidity'\nthresholds = [4, 3, 2, 3]\n",
-         "line 6: 'thresholds' must be four levels, none above the one before, from 0 to 100"},
+         "line 6: 'thresholds' must be four levels, none above the one before, from 0 to 100 %"},
         {"type = 'humidity'\nthresholds = [101, 3, 2, 1]\n",
-         "line 6: 'thresholds' must be four levels, none above the one before, from 0 to 100"},
+         "line 6: 'thresholds' must be four levels, none above the one before, from 0 to 100 %"},
     };
     for (const auto &[lines, fault] : faults)
         EXPECT_EQ(sensor_fault(lines), fault) << lines;
@@ -126,12 +131,16 @@ TEST(protection_table, unit_that_says_nothing_has_none)
 TEST(protection_table, fault_is_told_with_line_and_what_would_be_right)
 {
     const char *faults[][2] = {
-        {"hwocp = true\n", "line 4: 'hwocp' must be a list of texts"},
-        {"hwocp = ['unit', 'circuit']\n", "line 4: 'hwocp' must name 'unit', 'phase' or 'outlet'"},
-        {"fuse = 0\n", "line 4: 'fuse' must lie between 1 and 1000"},
-        {"fuse = true\n", "line 4: 'fuse' must be a number"},
-        {"[[port.unit.circuit]]\nfuse = 1001\n", "line 5: 'fuse' must lie between 1 and 1000"},
-        {"[[port.unit.outlet]]\nfuse = 10\n", "line 5: unknown key 'fuse'"},
+        {"hwocp = true\n", "line 4: 'hwocp' must be a list of 'unit', 'phase' or 'outlet', not true"},
+        {"hwocp = ['unit', 'circuit']\n",
+         "line 4: 'hwocp' must be a list of 'unit', 'phase' or 'outlet', not 'circuit'"},
+        {"fuse = 0\n", "line 4: 'fuse' must be a number from 1 to 1000 amperes, not 0"},
+        {"fuse = true\n", "line 4: 'fuse' must be a number from 1 to 1000 amperes, not true"},
+        {"[[port.unit.circuit]]\nfuse = 1001\n", "line 5: 'fuse' must be a number from 1 to 1000 amperes, not 1001"},
+        {"[[port.unit.outlet]]\nfuse = 10\n",
+         "line 5: unknown key 'fuse'; known here: 'number', 'sys_name', 'name', 'circuit', 'state', 'locked', 'fixed', "
+         "'mod_status', 'post_power_on', 'post_power_off', 'metered', 'voltage_type', 'power_type', "
+         "'power_factor_type', 'thresholds', 'load' and 'power_factor'"},
     };
     for (const auto &[lines, fault] : faults)
         EXPECT_EQ(unit_fault(lines), fault) << lines;

@@ -130,7 +130,7 @@ TEST(flash_chain_file, mode_that_the_display_does_not_offer_is_told)
     chain_file read;
     std::string fault;
     EXPECT_FALSE(parse_chain("[[port]]\nname = 'local'\n[[port.unit]]\ndisplay_mode = '0/V'\n", &read, &fault));
-    EXPECT_EQ(fault, "line 4: 'display_mode' is none of the modes");
+    EXPECT_EQ(fault, "line 4: 'display_mode' must be '0/I' or '180/I', not '0/V'");
 }
 
 // --- save and the next start ----------------------------------------------------------------------------------------

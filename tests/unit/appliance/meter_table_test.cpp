@@ -106,36 +106,62 @@ TEST(meter_table, fault_is_told_with_line_and_key)
     struct {
         const char *lines, *fault;
     } const texts[] = {
-        {"volts = 230\n", "line 4: unknown key 'volts'"},
-        {"voltage = 49.9\n", "line 4: 'voltage' must lie between 50 and 500"},
-        {"voltage = 'high'\n", "line 4: 'voltage' must be a number"},
-        {"metering = true\n", "line 4: 'metering' must be a list of texts"},
-        {"metering = ['unit', 'sensor']\n", "line 4: 'metering' must name 'unit', 'phase', 'circuit' or 'outlet'"},
-        {"metered = true\n", "line 4: unknown key 'metered'"},
-        {"load = -1\n", "line 4: 'load' must lie between 0 and 100000"},
-        {"power_factor = 0.49\n", "line 4: 'power_factor' must lie between 0.5 and 1"},
-        {"voltage_type = 'GUESSED'\n", "line 4: 'voltage_type' must be 'MEASURED', 'ESTIMATED' or 'UNDEFINED'"},
-        {"power_type = 'measured'\n", "line 4: 'power_type' must be 'MEASURED', 'ESTIMATED' or 'UNDEFINED'"},
-        {"thresholds = 5\n", "line 4: 'thresholds' must be a list of numbers"},
-        {"thresholds = [5, 'x']\n", "line 4: 'thresholds' must be a list of numbers"},
-        {"thresholds = [5, -1, 0, 0]\n", "line 4: 'thresholds' must lie between 0 and 3000"},
+        {"volts = 230\n",
+         "line 4: unknown key 'volts'; known here: 'id', 'default_id', 'model', 'model_nr', 'vendor', 'version', "
+         "'max_current', 'topology', 'cold_start_delay', 'buzzer', 'syslog', 'display_mode', 'display_modes', "
+         "'display_cycle', 'flash_time', 'reboot_time', 'upgrade', 'cycle_interval', 'overcurrent', 'hwocp', 'fuse', "
+         "'switched', 'inlets', 'phases', 'circuits', 'outlets', 'post_power_on', 'post_power_off', 'phase', "
+         "'circuit', 'outlet', 'sensor', 'voltage', 'metering', 'voltage_type', 'power_type', 'power_factor_type', "
+         "'thresholds', 'load' and 'power_factor'"},
+        {"voltage = 49.9\n", "line 4: 'voltage' must be a number from 50 to 500 volts, not 49.9"},
+        {"voltage = 'high'\n", "line 4: 'voltage' must be a number from 50 to 500 volts, not a text"},
+        {"metering = true\n", "line 4: 'metering' must be a list of 'unit', 'phase', 'circuit' or 'outlet', not true"},
+        {"metering = ['unit', 'sensor']\n",
+         "line 4: 'metering' must be a list of 'unit', 'phase', 'circuit' or 'outlet', not 'sensor'"},
+        {"metered = true\n",
+         "line 4: unknown key 'metered'; known here: 'id', 'default_id', 'model', 'model_nr', 'vendor', 'version', "
+         "'max_current', 'topology', 'cold_start_delay', 'buzzer', 'syslog', 'display_mode', 'display_modes', "
+         "'display_cycle', 'flash_time', 'reboot_time', 'upgrade', 'cycle_interval', 'overcurrent', 'hwocp', 'fuse', "
+         "'switched', 'inlets', 'phases', 'circuits', 'outlets', 'post_power_on', 'post_power_off', 'phase', "
+         "'circuit', 'outlet', 'sensor', 'voltage', 'metering', 'voltage_type', 'power_type', 'power_factor_type', "
+         "'thresholds', 'load' and 'power_factor'"},
+        {"load = -1\n", "line 4: 'load' must be a number from 0 to 100000 watts, not -1"},
+        {"power_factor = 0.49\n", "line 4: 'power_factor' must be a number from 0.5 to 1, not 0.49"},
+        {"voltage_type = 'GUESSED'\n",
+         "line 4: 'voltage_type' must be 'UNDEFINED', 'ESTIMATED' or 'MEASURED', not 'GUESSED'"},
+        {"power_type = 'measured'\n",
+         "line 4: 'power_type' must be 'UNDEFINED', 'ESTIMATED' or 'MEASURED', not 'measured'"},
+        {"thresholds = 5\n", "line 4: 'thresholds' must be a list of numbers from 0 to 3000 amperes, not 5"},
+        {"thresholds = [5, 'x']\n",
+         "line 4: 'thresholds' must be a list of numbers from 0 to 3000 amperes, not a text"},
+        {"thresholds = [5, -1, 0, 0]\n",
+         "line 4: 'thresholds' must be a list of numbers from 0 to 3000 amperes, not -1"},
         {"max_current = 12.5\nthresholds = [5, 4, 3]\n",
-         "line 5: 'thresholds' must be four levels, none above the one before, the first from 1 to 12.5"},
+         "line 5: 'thresholds' must be four levels, none above the one before, the first from 1 to 12.5 amperes"},
         {"max_current = 16\nphases = 3\nthresholds = [49, 4, 3, 2]\n",
-         "line 6: 'thresholds' must be four levels, none above the one before, the first from 1 to 48"},
+         "line 6: 'thresholds' must be four levels, none above the one before, the first from 1 to 48 amperes"},
         {"thresholds = [5, 6, 0, 0]\n",
-         "line 4: 'thresholds' must be four levels, none above the one before, the first from 1 to 1000"},
+         "line 4: 'thresholds' must be four levels, none above the one before, the first from 1 to 1000 amperes"},
         {"thresholds = [0.5, 0, 0, 0]\n",
-         "line 4: 'thresholds' must be four levels, none above the one before, the first from 1 to 1000"},
-        {"[[port.unit.phase]]\nload = 5\n", "line 5: unknown key 'load'"},
-        {"[[port.unit.circuit]]\nphases = [1]\npower_factor = 1\n", "line 6: unknown key 'power_factor'"},
-        {"[[port.unit.circuit]]\nmetered = 'yes'\n", "line 5: 'metered' must be true or false"},
-        {"[[port.unit.outlet]]\n\nload = 'much'\n", "line 6: 'load' must be a number"},
-        {"[[port.unit.outlet]]\nthresholds = [1001, 0, 0, 0]\n", "line 5: 'thresholds' must lie between 0 and 1000"},
-        {"[[port.unit.outlet]]\npower_factor_type = ''\n", "line 5: 'power_factor_type' must have 1 to 15 bytes"},
+         "line 4: 'thresholds' must be four levels, none above the one before, the first from 1 to 1000 amperes"},
+        {"[[port.unit.phase]]\nload = 5\n",
+         "line 5: unknown key 'load'; known here: 'number', 'sys_name', 'name', 'overloaded', 'metered', "
+         "'voltage_type', 'power_type', 'power_factor_type' and 'thresholds'"},
+        {"[[port.unit.circuit]]\nphases = [1]\npower_factor = 1\n",
+         "line 6: unknown key 'power_factor'; known here: 'number', 'sys_name', 'name', 'phases', 'overloaded', "
+         "'fuse', 'metered', 'voltage_type', 'power_type', 'power_factor_type' and 'thresholds'"},
+        {"[[port.unit.circuit]]\nmetered = 'yes'\n", "line 5: 'metered' must be true or false, not a text"},
+        {"[[port.unit.outlet]]\n\nload = 'much'\n",
+         "line 6: 'load' must be a number from 0 to 100000 watts, not a text"},
+        {"[[port.unit.outlet]]\nthresholds = [1001, 0, 0, 0]\n",
+         "line 5: 'thresholds' must be a list of numbers from 0 to 1000 amperes, not 1001"},
+        {"[[port.unit.outlet]]\npower_factor_type = ''\n",
+         "line 5: 'power_factor_type' must be 'UNDEFINED', 'ESTIMATED' or 'MEASURED', not ''"},
         {"[[port.unit.outlet]]\npower_factor_type = 'NONE'\n",
-         "line 5: 'power_factor_type' must be 'MEASURED', 'ESTIMATED' or 'UNDEFINED'"},
-        {"[[port.unit.sensor]]\ntype = 'smoke'\nload = 1\n", "line 6: unknown key 'load'"},
+         "line 5: 'power_factor_type' must be 'UNDEFINED', 'ESTIMATED' or 'MEASURED', not 'NONE'"},
+        {"[[port.unit.sensor]]\ntype = 'smoke'\nload = 1\n",
+         "line 6: unknown key 'load'; known here: 'type', 'sys_name', 'name', 'unit', 'type_raw', 'value', 'drift', "
+         "'state', 'statistics' and 'thresholds'"},
     };
     for (const auto &one : texts)
         EXPECT_EQ(unit_fault(one.lines), one.fault) << one.lines;
@@ -146,9 +172,9 @@ TEST(meter_table, fault_of_seed_and_noise_is_told_with_line_and_key)
     chain_file read;
     std::string fault;
     EXPECT_FALSE(parse_chain("seed = -1\n", &read, &fault));
-    EXPECT_EQ(fault, "line 1: 'seed' must lie between 0 and 2147483647");
+    EXPECT_EQ(fault, "line 1: 'seed' must be a whole number from 0 to 2147483647, not -1");
     EXPECT_FALSE(parse_chain("\nnoise = 'loud'\n", &read, &fault));
-    EXPECT_EQ(fault, "line 2: 'noise' must be true or false");
+    EXPECT_EQ(fault, "line 2: 'noise' must be true or false, not a text");
 }
 
 // --- Shipped files --------------------------------------------------------------------------------------------------
