@@ -124,16 +124,17 @@ struct unit {
     bool upgradable = false;                    // whether the daemon can give it new firmware
     unit_task task = unit_task::none;
     int64_t busy_until = 0; // with the task, on the desk's clock
+    bool adrift = false;    // its link along the chain is broken: it runs on, and nobody hears of it
     configuration as_made;  // as it left the factory
 };
 
 // Whether the unit is of the family that measures powers and energy and keeps minima and averages.
 bool is_current_family(const unit &unit);
 
-// A unit that restarts answers to nobody.
+// A unit that restarts answers to nobody, nor does one whose link is broken.
 inline bool is_away(const unit &unit)
 {
-    return unit.task == unit_task::reboot;
+    return unit.task == unit_task::reboot || unit.adrift;
 }
 
 // One device line. The line named "local" is the first and begins with the appliance's own unit.

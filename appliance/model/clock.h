@@ -8,6 +8,12 @@ struct desk_clock {
     // Set: time stands still there until somebody moves it. Empty: the machine's monotonic clock.
     std::optional<int64_t> driven;
 
+    // How far, in milliseconds, time has been moved ahead of the machine's.
+    int64_t ahead = 0;
+
+    // Moves time on, whichever it is.
+    void advance(int64_t milliseconds);
+
     // Milliseconds from an arbitrary start; never goes back on its own.
     int64_t now_ms() const;
 

@@ -160,6 +160,12 @@ void measure(chain &units, int64_t at_ms)
     } while (break_overloads(units));
 }
 
+double nominal_volts(const unit &unit, const outlet &outlet)
+{
+    bool between_phases = outlet.circuit > 0 && unit.circuits[static_cast<size_t>(outlet.circuit - 1)].to_phase > 0;
+    return unit.volts * (between_phases ? std::numbers::sqrt3 : 1);
+}
+
 void start_meters(chain &units, int64_t at_ms, int64_t date)
 {
     each_unit(units, [&](unit &one) { each_meter(one, [&](meter &its) { reset_energy(its, date); }); });

@@ -18,6 +18,9 @@
 // Takes a reading at every node. What breaks by it, a fuse or a hardware protection, does so at once.
 void measure(chain &units, int64_t at_ms);
 
+// What stands at the outlet, one of that unit, where the feed does not waver: V.
+double nominal_volts(const unit &unit, const outlet &outlet);
+
 // Every count of energy begins, at that local date, and a first reading is taken.
 void start_meters(chain &units, int64_t at_ms, int64_t date);
 

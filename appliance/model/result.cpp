@@ -24,7 +24,6 @@ static constexpr code_words all_words[] = {
     {result_too_many, "too many"},
     {result_protocol_error, "protocol error"},
     {result_no_such_part, "no such part of a unit"},
-    {result_clock_runs_alone, "clock is not driven"},
     {result_busy, "unit is busy"},
     {result_nothing_saved, "nothing saved"},
     {result_flash_fault, "cannot write flash"},

@@ -21,7 +21,6 @@ enum result_code : int {
     result_too_many = 13,
     result_protocol_error = 14,
     result_no_such_part = 15,
-    result_clock_runs_alone = 16,
     result_busy = 17,
     result_nothing_saved = 18,
     result_flash_fault = 19,

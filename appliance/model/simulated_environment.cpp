@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <span>
 
 static simulation &desk_of(void *self)
 {
@@ -137,5 +138,20 @@ result_code set_fuse(simulation &desk, const place &at, bool blown)
     close_readings(desk);
     one->fuse->blown = blown;
     open_readings(desk);
+    return result_done;
+}
+
+// --- Links ----------------------------------------------------------------------------------------------------------
+
+result_code set_link(simulation &desk, const place &at, bool broken, bool with_those_behind)
+{
+    if (!unit_at(desk.units, at))
+        return result_no_such_part;
+    port_line &line = desk.units.ports[static_cast<size_t>(at.port - 1)];
+    if (is_local(line, at.pdu))
+        return result_no_such_part;
+    size_t first = static_cast<size_t>(at.pdu - 1), end = with_those_behind ? line.units.size() : first + 1;
+    for (unit &one : std::span(line.units).subspan(first, end - first))
+        one.adrift = broken;
     return result_done;
 }

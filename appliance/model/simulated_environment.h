@@ -25,3 +25,8 @@ result_code trip_hwocp(simulation &desk, guarded where, const place &at);
 
 // Blows or mends the fuse of the circuit. result_no_such_part where there is none.
 result_code set_fuse(simulation &desk, const place &at, bool blown);
+
+// Breaks or mends the link of the unit, and of those behind it on its line if these are meant too. A unit whose link is
+// broken is gone from all lists but keeps its place; it runs on with its settings. result_no_such_part where there is
+// no unit, or it is the appliance's own, which hangs on no link.
+result_code set_link(simulation &desk, const place &at, bool broken, bool with_those_behind);

@@ -5,7 +5,9 @@
 #include <charconv>
 #include <span>
 
+#include "appliance/model/electricity.h"
 #include "appliance/morvd/desk_environment.h"
+#include "appliance/morvd/desk_show.h"
 #include "appliance/morvd/service.h"
 #include "appliance/morvd/values.h"
 
@@ -81,13 +83,10 @@ static answer treat_clock(service &service, word_list rest)
 {
     if (rest.size() != 2 || rest[0] != "advance")
         return refuse(result_bad_arguments);
-    std::optional<int64_t> &time = service.desk->clock.driven;
-    if (!time)
-        return refuse(result_clock_runs_alone);
     std::optional<int> milliseconds = read_seconds(rest[1], 3);
     if (!milliseconds || *milliseconds > longest_advance_ms)
         return refuse(result_bad_value);
-    *time += *milliseconds;
+    service.desk->clock.advance(*milliseconds);
     service.line.settle(service.line.self);
     return {};
 }
@@ -135,22 +134,36 @@ static answer treat_circuit(service &service, word_list rest)
 
 // --- load, noise ----------------------------------------------------------------------------------------------------
 
+// Watts, a 'W' behind them or not, or, with an 'A' behind it, what draws so many amperes there. `factor` is the load's power factor.
+static std::optional<double> read_load(chain &units, const place &at, std::string_view text, double factor)
+{
+    bool in_amperes = text.ends_with('A');
+    if (in_amperes || text.ends_with('W'))
+        text.remove_suffix(1);
+    std::optional<double> size = read_real(text);
+    const outlet *found = outlet_at(units, at);
+    if (size && found && in_amperes)
+        *size *= nominal_volts(*unit_at(units, at), *found) * factor;
+    return size && *size >= 0 && *size <= most_watts ? size : std::nullopt;
+}
+
 static answer treat_load(service &service, word_list rest)
 {
     if (rest.size() < 4 || rest.size() > 5)
         return refuse(result_bad_arguments);
+    chain &units = service.desk->units;
     std::optional<place> at = read_place(rest[0] + "." + rest[1] + "." + rest[2]);
-    std::optional<double> watts = read_real(rest[3]);
-    std::optional<double> factor = rest.size() == 5 ? read_real(rest[4]) : 1;
-    if (!at || !watts || *watts < 0 || *watts > most_watts || !factor || *factor < least_power_factor || *factor > 1)
+    outlet *found = at ? outlet_at(units, *at) : nullptr;
+    std::optional<double> factor = rest.size() == 5 ? read_real(rest[4]) : found ? found->load.power_factor : 1;
+    if (!at || !factor || !(*factor >= least_power_factor && *factor <= 1))
         return refuse(result_bad_value);
-    outlet *found = outlet_at(service.desk->units, *at);
+    std::optional<double> watts = read_load(units, *at, rest[3], *factor);
+    if (!watts)
+        return refuse(result_bad_value);
     if (!found)
         return refuse(result_no_such_part);
     close_readings(*service.desk);
-    found->load.watts = *watts;
-    if (rest.size() == 5)
-        found->load.power_factor = *factor;
+    found->load = {.watts = *watts, .power_factor = *factor};
     open_readings(*service.desk);
     return {};
 }
@@ -178,7 +191,7 @@ static constexpr std::string_view clock_usage[] = {"clock advance SECONDS"};
 static constexpr std::string_view outlet_usage[] = {"outlet PORT.PDU.OUTLET fail|mend"};
 static constexpr std::string_view phase_usage[] = {"phase PORT.PDU.PHASE overload|relieve"};
 static constexpr std::string_view circuit_usage[] = {"circuit PORT.PDU.CIRCUIT overload|relieve"};
-static constexpr std::string_view load_usage[] = {"load PORT PDU OUTLET WATTS [POWER_FACTOR]"};
+static constexpr std::string_view load_usage[] = {"load PORT PDU OUTLET WATTS|AMPERESA [POWER_FACTOR]"};
 static constexpr std::string_view noise_usage[] = {"noise on|off"};
 static constexpr std::string_view sensor_usage[] = {
     "sensor set PORT PDU SENSOR VALUE",
@@ -186,6 +199,8 @@ static constexpr std::string_view sensor_usage[] = {
 };
 static constexpr std::string_view fuse_usage[] = {"fuse blow|mend PORT PDU CIRCUIT"};
 static constexpr std::string_view hwocp_usage[] = {"hwocp trip PORT PDU [phase|outlet NUMBER]"};
+static constexpr std::string_view link_usage[] = {"link break|cut|mend PORT PDU"};
+static constexpr std::string_view show_usage[] = {"show"};
 
 struct desk_word {
     std::string_view word;
@@ -199,6 +214,7 @@ static constexpr desk_word desk_words[] = {
     {"circuit", treat_circuit, circuit_usage}, {"load", treat_load, load_usage},
     {"noise", treat_noise, noise_usage},       {"sensor", treat_sensor, sensor_usage},
     {"fuse", treat_fuse, fuse_usage},          {"hwocp", treat_hwocp, hwocp_usage},
+    {"link", treat_link, link_usage},          {"show", treat_show, show_usage},
 };
 
 static answer list_words()

@@ -54,3 +54,15 @@ answer treat_hwocp(service &service, word_list rest)
     std::optional<place> at = read_place(rest[1] + "." + rest[2] + "." + (rest.size() == 5 ? rest[4] : "1"));
     return at ? done_or_refuse(trip_hwocp(*service.desk, where, *at)) : refuse(result_bad_value);
 }
+
+// --- link -----------------------------------------------------------------------------------------------------------
+
+answer treat_link(service &service, word_list rest)
+{
+    if (rest.size() != 3 || (rest[0] != "break" && rest[0] != "cut" && rest[0] != "mend"))
+        return refuse(result_bad_arguments);
+    std::optional<place> at = read_place(rest[1] + "." + rest[2] + ".1");
+    if (!at)
+        return refuse(result_bad_value);
+    return done_or_refuse(set_link(*service.desk, *at, rest[0] != "mend", rest[0] != "break"));
+}

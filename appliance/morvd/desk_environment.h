@@ -1,4 +1,4 @@
-// The words of the desk for what stands around the outlets: probes, fuses, hardware protection.
+// The words of the desk for what stands around the outlets: probes, fuses, hardware protection, links.
 #pragma once
 
 #include <span>
@@ -12,3 +12,4 @@ struct service;
 answer treat_sensor(service &service, std::span<const std::string> rest);
 answer treat_fuse(service &service, std::span<const std::string> rest);
 answer treat_hwocp(service &service, std::span<const std::string> rest);
+answer treat_link(service &service, std::span<const std::string> rest);

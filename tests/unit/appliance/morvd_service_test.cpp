@@ -392,7 +392,8 @@ TEST(morvd_desk, alone_it_says_what_can_be_said)
         array({"fault refuse VERB PATH [CODE [COUNT [SKIP]]]", "fault drop VERB PATH [COUNT [SKIP]]",
                "fault delay VERB PATH MILLISECONDS [COUNT [SKIP]]", "fault clear", "fault list",
                "clock advance SECONDS", "outlet PORT.PDU.OUTLET fail|mend", "phase PORT.PDU.PHASE overload|relieve",
-               "circuit PORT.PDU.CIRCUIT overload|relieve", "load PORT PDU OUTLET WATTS [POWER_FACTOR]", "noise on|off",
-               "sensor set PORT PDU SENSOR VALUE", "sensor pull|plug PORT PDU SENSOR",
-               "fuse blow|mend PORT PDU CIRCUIT", "hwocp trip PORT PDU [phase|outlet NUMBER]"}));
+               "circuit PORT.PDU.CIRCUIT overload|relieve", "load PORT PDU OUTLET WATTS|AMPERESA [POWER_FACTOR]",
+               "noise on|off", "sensor set PORT PDU SENSOR VALUE", "sensor pull|plug PORT PDU SENSOR",
+               "fuse blow|mend PORT PDU CIRCUIT", "hwocp trip PORT PDU [phase|outlet NUMBER]",
+               "link break|cut|mend PORT PDU", "show"}));
 }

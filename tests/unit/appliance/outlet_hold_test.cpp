@@ -214,11 +214,17 @@ TEST(outlet_desk, clock_takes_seconds_up_to_a_bound)
     EXPECT_EQ(desk.simulated.clock.driven, 0);
 }
 
-TEST(outlet_desk, clock_of_the_machine_is_not_driven)
+TEST(outlet_desk, clock_of_the_machine_can_be_moved_on)
 {
     switching_desk desk;
     desk.simulated.clock.driven.reset();
-    EXPECT_EQ(desk.ask({"desk", "clock", "advance", "1"}), "-ERR 16 clock is not driven\r\n");
+    int64_t time = desk.simulated.clock.now_ms(), date = desk.simulated.clock.date();
+    desk.command("off", "1.1.2,1.1.1");
+    EXPECT_EQ(desk.ctrl("1.1.1"), "ON(pend_OFF)");
+    EXPECT_EQ(desk.ask({"desk", "clock", "advance", "3600"}), done);
+    EXPECT_EQ(desk.ctrl("1.1.1"), "OFF");
+    EXPECT_GE(desk.simulated.clock.now_ms(), time + 3'600'000);
+    EXPECT_GE(desk.simulated.clock.date(), date + 3600);
 }
 
 TEST(outlet_desk, relay_that_sticks_stays_and_says_so)
