@@ -55,6 +55,16 @@ install_packages() {
     } >&2
 }
 
+# Where script/run makes the roots of its desks. A socket's path has less than 108 bytes, so that a tree that lies deep
+# has them elsewhere.
+desk_place() {
+    if ((${#top} < 64)); then
+        printf '%s' "$top/build"
+    else
+        printf '%s' "${TMPDIR:-/tmp}"
+    fi
+}
+
 # --- Building --------------------------------------------------------------------------------------------------------
 
 # configure FOLDER [cmake option ...]: makes or refreshes a build folder where the options, or the place of the tree,

@@ -6,7 +6,8 @@ from desk import BIN, Desk
 
 
 def pytest_sessionstart():
-    missing = [name for name in ("ztcli", "morvd", "ztd_ng", "checkImage", "flashImage") if not (BIN / name).exists()]
+    needed = ("ztcli", "morvd", "morvdctl", "ztd_ng", "checkImage", "flashImage")
+    missing = [name for name in needed if not (BIN / name).exists()]
     if missing:
         pytest.exit(f"not built: {', '.join(missing)} in {BIN}", 3)
 
