@@ -22,7 +22,7 @@ pytestmark = pytest.mark.skipif(BIN != BUILD / "bin", reason="script/run takes t
 def traces():
     """Processes, segments and folders that a run can leave, by what tells them apart from those of other runs."""
     listing = subprocess.run(["ps", "-eo", "pid,args"], capture_output=True, text=True, check=True).stdout
-    ours = re.compile(r"build/bin/(ztcli|morvd|ztd_ng)|script/desk")
+    ours = re.compile(r"build/bin/(ztcli|morvd|ztd_ng)|script/(desk|tour)")
     processes = {line for line in listing.splitlines() if ours.search(line)}
     segments = {line.split()[1] for line in Path("/proc/sysvipc/shm").read_text().splitlines()[1:]}
     roots = {str(path) for place in (BUILD, Path(tempfile.gettempdir())) for path in place.glob("root.*")}
@@ -92,7 +92,8 @@ def test_words_of_a_daemon_that_does_not_start_are_shown(tmp_path):
     faulty.write_text("[[port]]\noutlts = 3\n")
     done = run("--chain", str(faulty), "ver")
     assert (done.returncode, done.stdout) == (1, b"")
-    assert done.stderr.decode() == (f"morvd: cannot read '{faulty}': line 2: unknown key 'outlts'\n"
+    assert done.stderr.decode() == (f"morvd: cannot read '{faulty}': line 2: unknown key 'outlts'; known here: "
+                                    "'name', 'device', 'pdu_type', 'polling_rate' and 'unit'\n"
                                     "script/desk: morvd did not start\n")
 
 
@@ -159,6 +160,31 @@ def test_services_of_the_appliance_at_one_prompt(session):
     session.expect_exact("Username/password set for user admin.\r\n")
     session.expect_exact("zt>")
     assert answer("id 1") == "IPDU #1 ID = rack1\n"
+
+
+def test_control_from_another_terminal_reaches_the_desk_that_was_put_up_last(session):
+    # It went to the terminal before the prompt, and nowhere else.
+    assert b"script/run: script/control, in another terminal, changes what stands on the desk" in session.before
+    for word in ("link break 2", "link mend 2"):
+        done = subprocess.run([REPOSITORY / "script/control", *word.split()], cwd="/", env=environment(),
+                              stdin=subprocess.DEVNULL, capture_output=True, timeout=60, check=False)
+        assert (done.returncode, done.stdout, done.stderr) == (0, b"", b"")
+        wait_until(lambda found=word.startswith("link mend"): (b"#2" in ids_at(session)) == found, what=word)
+
+
+def ids_at(session):
+    session.send("id\r")
+    session.expect_exact("id\r\n")
+    session.expect_exact("zt>")
+    return session.before
+
+
+def test_control_without_a_desk_says_how_to_get_one():
+    done = subprocess.run([REPOSITORY / "script/control", "show"], env=environment(ZT_ROOT="/nowhere"),
+                          stdin=subprocess.DEVNULL, capture_output=True, timeout=60, check=False)
+    assert done.returncode == 1
+    assert done.stderr.startswith(b"morvdctl: no desk at '/nowhere/run/morvd.sock'")
+    assert b"; start one with script/run" in done.stderr
 
 
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGHUP])
