@@ -2,7 +2,7 @@
 
 Each line of the session is shown; one that begins with "# " is a caption, one with "$ morvdctl " is done at the desk,
 the others are typed at the prompt, whose answers are shown. On a terminal it goes at a pace to read by, a key goes on
-at once and q ends it; without one there are no pauses."""
+at once and q ends it; without one there are no pauses. ZT_TOUR_PACE stretches the pauses by that factor."""
 
 import os
 import pty
@@ -28,13 +28,14 @@ class Pace:
 
     def __init__(self):
         self.slow = sys.stdin.isatty() and sys.stdout.isatty()
+        self.stretch = float(os.environ.get("ZT_TOUR_PACE", "1"))
         self.before = termios.tcgetattr(sys.stdin) if self.slow else None
         if self.slow:
             tty.setcbreak(sys.stdin)
 
     def wait(self, seconds):
         """Until the time is over or a key is pressed; whether it was a key."""
-        if not self.slow or not select.select([sys.stdin], [], [], seconds)[0]:
+        if not self.slow or not select.select([sys.stdin], [], [], seconds * self.stretch)[0]:
             return False
         if os.read(sys.stdin.fileno(), 1) in (b"q", b""):
             raise Ended
