@@ -148,8 +148,7 @@ TEST(meter_table, fault_is_told_with_line_and_key)
          "line 5: unknown key 'load'; known here: 'number', 'sys_name', 'name', 'overloaded', 'metered', "
          "'voltage_type', 'power_type', 'power_factor_type' and 'thresholds'"},
         {"[[port.unit.circuit]]\nphases = [1]\npower_factor = 1\n",
-         "line 6: unknown key 'power_factor'; known here: 'number', 'sys_name', 'name', 'phases', 'overloaded', "
-         "'fuse', 'metered', 'voltage_type', 'power_type', 'power_factor_type' and 'thresholds'"},
+         "line 6: unknown key 'power_factor', did you mean 'power_factor_type'?"},
         {"[[port.unit.circuit]]\nmetered = 'yes'\n", "line 5: 'metered' must be true or false, not a text"},
         {"[[port.unit.outlet]]\n\nload = 'much'\n",
          "line 6: 'load' must be a number from 0 to 100000 watts, not a text"},
