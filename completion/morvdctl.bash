@@ -12,7 +12,7 @@ _morvdctl() {
         return
     fi
     if ((at == COMP_CWORD)); then
-        choices='show load noise outlet phase unit circuit fuse sensor link clock fault help'
+        choices='show load noise outlet phase unit circuit fuse sensor link clock fault ask help'
         [[ $word == -* ]] && choices='-s --socket -h --help -V --version'
     elif ((at + 1 == COMP_CWORD)); then
         case ${COMP_WORDS[at]} in
@@ -26,7 +26,7 @@ _morvdctl() {
         link) choices='break cut mend' ;;
         clock) choices='advance' ;;
         fault) choices='refuse drop delay list clear' ;;
-        help) choices='show load noise outlet phase unit circuit fuse sensor link clock fault' ;;
+        help) choices='show load noise outlet phase unit circuit fuse sensor link clock fault ask' ;;
         esac
     fi
     mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$word")

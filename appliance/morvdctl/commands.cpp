@@ -47,6 +47,7 @@ static constexpr command_row command_rows[] = {
     {"fault delay", "VERB PATH MILLISECONDS", "COUNT SKIP", "fault delay %*", "it answers late", fault_values, ""},
     {"fault list", "", "", "fault list", "the faults that stand", "", ""},
     {"fault clear", "", "", "fault clear", "they are gone", "", ""},
+    {"ask", "VERB PATH", "ARG ARG", "%*", "one request on the control tree, as any program makes it", "", ""},
 };
 
 std::span<const command_row> all_commands()
@@ -152,7 +153,9 @@ static std::string kind_of(std::string_view arg)
 static std::vector<std::string> fill_in(const command_row &row, const desk_part *part,
                                         std::span<const std::string> others)
 {
-    std::vector<std::string> request = {"desk"};
+    std::vector<std::string> request;
+    if (row.words != "ask") // whose words are no desk's
+        request = {"desk"};
     std::string port = part ? std::to_string(part->port) : "", pdu = part ? std::to_string(part->pdu) : "";
     std::string number = part ? std::to_string(part->number) : "";
     for (std::string_view word : split(row.says)) {

@@ -42,6 +42,8 @@ bool desk_connection::ask(const std::vector<std::string> &words, desk_answer *an
     }
     if (reply->type == REDIS_REPLY_ERROR)
         read_refusal({reply->str, reply->len}, answer);
+    if (reply->type == REDIS_REPLY_STRING)
+        answer->items.emplace_back(reply->str, reply->len);
     for (size_t i = 0; i < reply->elements; i++)
         answer->items.emplace_back(reply->element[i]->str, reply->element[i]->len);
     return true;

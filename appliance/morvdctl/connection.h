@@ -7,7 +7,7 @@
 
 struct redisContext;
 
-// What the daemon said: items of a list, or a refusal with its code (0: none) and words.
+// What the daemon said: items of a list, a single value as one, or a refusal with its code (0: none) and words.
 struct desk_answer {
     std::vector<std::string> items;
     int code = 0;

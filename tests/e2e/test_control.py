@@ -99,6 +99,15 @@ def test_one_unit_is_shown_alone(told):
     assert shown.startswith("unit 3  rack3  ") and shown.count("unit ") == 1 and "  sensor  WATER1   floor" in shown
 
 
+def test_request_on_the_tree_shows_its_answer(told):
+    assert done(told, "ask", "info", "power.port.1.pdu.2.pdu") == "rack2\n"
+    assert done(told, "ask", "mlist", "power.port.1.pdu") == "1\n2\n3\n"
+    assert done(told, "ask", "admin", "power.port.1.pdu.2.buzzer", "true") == ""
+    refused = control(told, "ask", "info", "power.nothing")
+    assert (refused.returncode, refused.stdout) == (1, "")
+    assert refused.stderr.startswith("morvdctl: 'ask' was refused: ")
+
+
 def test_socket_can_be_named(told):
     assert control(told, "-s", told.root / "run/morvd.sock", "noise", "off", ZT_ROOT="/nowhere").returncode == 0
 
