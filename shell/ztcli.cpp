@@ -367,9 +367,9 @@ int main(int argc, char **argv)
 {
     if (make_ready())
         return 1;
-    log_debug("ztcli main...%s", argv[0]);
+    log_debug("ztcli main...%s", shown(argv[0]));
     save_terminal();
-    cli_own_name = is_own_name(argv[0]);
+    cli_own_name = argc > 0 && is_own_name(argv[0]);
     if (open_session() || read_command(argc, argv))
         return 1;
     log_debug("Command line: %s", shown(cli_command_line));

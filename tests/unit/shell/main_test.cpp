@@ -214,6 +214,16 @@ TEST(ztcli, other_names_need_the_group_and_end_silently_with_status_0)
     }
 }
 
+TEST(ztcli, start_without_any_word_has_no_name_of_its_own)
+{
+    const ended end = run({.words = {}, .before = [] {
+                               admin_group({"root"});
+                               cli_debug = 1;
+                           }});
+    EXPECT_EQ(end.status, 0);
+    EXPECT_EQ(end.answers + end.out + end.err + end.log, "");
+}
+
 TEST(ztcli, other_name_without_a_user_name_ends_without_asking_the_tree)
 {
     const ended end = run({.words = {"other"}, .before = [] { session.user = std::nullopt; }});
