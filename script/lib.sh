@@ -19,7 +19,9 @@ die() {
         g++ cmake ninja-build python3 util-linux
         lrzsz libreadline-dev libncurses-dev libhiredis-dev libtomlplusplus-dev libsqlite3-dev
     )
-    test_packages=(libgtest-dev libgmock-dev python3-pytest python3-pexpect openssh-client zsh)
+    test_packages=(
+        libgtest-dev libgmock-dev python3-pytest python3-pexpect openssh-client openssh-server zsh
+    )
     lint_packages=(clang-format clang-tidy git mandoc shellcheck)
     package_packages=(debhelper dpkg-dev fakeroot lintian rsync)
     bench_packages=(valgrind strace redis-tools)

@@ -116,8 +116,8 @@ static char *variable_of(const char *prefix)
 
 // The library copies a terminal's description into a buffer without looking at its length, and takes a width from the
 // environment that it cannot count with. Nobody may overwrite memory that way in a program that can be root again: a
-// set-user-ID start knows the system's terminals alone, since none of these variables leads to another, and no screen is
-// larger than a terminal itself can say.
+// set-user-ID start knows the system's terminals alone, since none of these variables leads to another, and no screen
+// is larger than a terminal itself can say.
 static void initialize_with_prompt()
 {
     static constexpr const char *harmless[] = {

@@ -1,12 +1,15 @@
 """`shell`, `scp` and `passwd` on the appliance as it stands on the desk: both daemons and its own module."""
 
 import os
+import pwd
 import shutil
+import socket
+import subprocess
 
 import pexpect
 import pytest
 
-from desk import INVALID, ZTCLI, Prompt
+from desk import INVALID, ZTCLI, Outcome, Prompt
 from fake_morvd import encode
 
 
@@ -111,6 +114,53 @@ def test_scp_that_is_not_installed(appliance, tmp_path):
     outcome = appliance.run("scp a b", PATH=str(tmp_path))
     assert (outcome.stdout, outcome.stderr) == (b"", b"access: scp is not installed\n")
     assert appliance.failures() == ["CI module error: 127"]
+
+
+SSHD = "/usr/sbin/sshd"
+
+
+@pytest.fixture(name="host")
+def host_to_copy_to(appliance):
+    """The appliance with a configuration of ssh's that knows this machine as the host "near", over the loopback."""
+    if not shutil.which("scp") or not os.access(SSHD, os.X_OK):
+        pytest.skip("no scp, or no sshd that could answer it")
+    root = appliance.root
+    if os.geteuid() == 0:
+        os.makedirs("/run/sshd", mode=0o755, exist_ok=True)  # as the service makes it that root has started
+    with socket.socket() as free:
+        free.bind(("127.0.0.1", 0))
+        port = free.getsockname()[1]
+    for name in ("server", "user"):
+        subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", root / name], check=True)
+    (root / "sshd_config").write_text(
+        f"Port {port}\nListenAddress 127.0.0.1\nHostKey {root}/server\nAuthorizedKeysFile {root}/user.pub\n"
+        "PidFile none\nUsePAM no\nStrictModes no\nPermitRootLogin yes\nSubsystem sftp internal-sftp\n")
+    (root / "known").write_text(f"[127.0.0.1]:{port} " + (root / "server.pub").read_text())
+    (root / "near").write_text(
+        f"Host near\nHostName 127.0.0.1\nPort {port}\nUser {pwd.getpwuid(os.getuid()).pw_name}\nBatchMode yes\n"
+        f"IdentityFile {root}/user\nUserKnownHostsFile {root}/known\n")
+    server = appliance.start([SSHD, "-D", "-e", "-f", root / "sshd_config"], stderr=subprocess.PIPE)
+    said = server.stderr.readline()
+    assert said.startswith(b"Server listening on 127.0.0.1 "), said + server.stderr.read()
+    return appliance
+
+
+@pytest.mark.parametrize("protocol", ["-s", "-O"])
+def test_scp_copies_to_a_host_and_back(host, protocol):
+    (host.root / "one").write_bytes(bytes(range(256)) * 1000)
+    for line in (f"{protocol} -q -F {host.root}/near {host.root}/one near:{host.root}/two",
+                 f"{protocol} -q -F {host.root}/near near:{host.root}/two {host.root}/three"):
+        assert host.run(f"scp {line}") == Outcome(INVALID, b"", 1)
+    assert (host.root / "three").read_bytes() == (host.root / "one").read_bytes()
+    assert host.failures() == ["CI module OK: 0"] * 2
+
+
+def test_scp_that_a_host_refuses_says_so_itself(host):
+    (host.root / "user.pub").write_text("")
+    outcome = host.run(f"scp -F {host.root}/near {host.root}/sshd_config near:{host.root}/two")
+    assert outcome.stdout == b"" and b"Permission denied" in outcome.stderr
+    assert not (host.root / "two").exists()
+    assert host.failures()[0].startswith("CI module error: ")
 
 
 # --- passwd ---

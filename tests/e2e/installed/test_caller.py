@@ -203,7 +203,8 @@ PROMPT_VARIABLES = {
     "a terminal of its own": [b"TERM=own", b"TERMCAP=own:co#0:li#-5:cl=\\E[%p1%s%n:ce=%n%n%n:nd=%s:up=%s%s:am:"],
     "keys": [b"TERM=dumb", b"INPUTRC=/record/keys"],
 }
-KEYS = b"\\" * 100_000 + b"\n\"\\C-\\M-\": \"" + b"$if mode=vi\n" * 1000 + b"set keymap " + LONG + b"\n" + bytes(range(256)) * 40
+KEYS = b"\n".join([b"\\" * 100_000, b'"\\C-\\M-": "', *[b"$if mode=vi"] * 1000, b"set keymap " + LONG,
+                   bytes(range(256)) * 40])
 
 
 @pytest.mark.parametrize("name", ODD_VARIABLES)
