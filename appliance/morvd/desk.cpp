@@ -134,7 +134,8 @@ static answer treat_circuit(service &service, word_list rest)
 
 // --- load, noise ----------------------------------------------------------------------------------------------------
 
-// Watts, a 'W' behind them or not, or, with an 'A' behind it, what draws so many amperes there. `factor` is the load's power factor.
+// Watts, a 'W' behind them or not, or, with an 'A' behind it, what draws so many amperes there. `factor` is the load's
+// power factor.
 static std::optional<double> read_load(chain &units, const place &at, std::string_view text, double factor)
 {
     bool in_amperes = text.ends_with('A');
