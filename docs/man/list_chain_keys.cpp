@@ -16,7 +16,14 @@ static void write_key(const key_rule &rule, bool first)
     write_member("name", rule.name);
     fputs(", ", stdout);
     write_member("kind", kind_names[static_cast<size_t>(rule.kind)]);
-    printf(", \"low\": %.10g, \"high\": %.10g}", rule.low, rule.high);
+    printf(", \"low\": %.10g, \"high\": %.10g, ", rule.low, rule.high);
+    write_member("unit", rule.unit);
+    fputs(", \"words\": [", stdout);
+    for (size_t i = 0; i < rule.words.size(); i++) {
+        fputs(i > 0 ? ", " : "", stdout);
+        write_text(rule.words[i]);
+    }
+    fputs("]}", stdout);
 }
 
 int main()

@@ -147,15 +147,18 @@ def commands_page(list_path, program_path, data_path, frame, page):
 KINDS = {"text": "text", "whole": "whole number", "real": "number", "truth": "true or false", "texts": "list of texts",
          "wholes": "list of whole numbers", "reals": "list of numbers"}
 TYPES = {"text": (str,), "whole": (int,), "real": (int, float), "truth": (bool,)}
-KEY_WORDS = {"unit", "default", "otherwise", "text"}
+KEY_WORDS = {"default", "otherwise", "text"}
 
 
 def number(value):
     return f"{value:,.10g}".replace(",", "")
 
 
-def bounds(rule, unit):
+def bounds(rule):
     """What a key may hold, in words."""
+    if rule["words"]:
+        return " or ".join(filter(None, [", ".join(rule["words"][:-1]), rule["words"][-1]]))
+    unit = rule["unit"]
     low, high = number(rule["low"]), number(rule["high"])
     if rule["kind"] in ("text", "texts"):
         return f"{low} to {high} bytes" + (" each" if rule["kind"] == "texts" else "")
@@ -173,6 +176,8 @@ def default_words(rule, said):
         return words if words.startswith(("required", "capability")) else f"default: {words}"
     value = said["default"]
     size = len(value) if isinstance(value, str) else value
+    if rule["words"] and value not in rule["words"]:
+        raise Mismatch(f"{rule['name']}: its default {value!r} is none of its words")
     if type(value) not in TYPES[rule["kind"]] or value is not True and not rule["low"] <= size <= max(rule["high"], 0):
         raise Mismatch(f"{rule['name']}: can't hold its default {value!r}")
     if isinstance(value, bool):
@@ -185,7 +190,7 @@ def key_lines(rule, said):
         raise Mismatch(f"{rule['name']}: unknown word '{unknown.pop()}'")
     facts = [KINDS[rule["kind"]]]
     if rule["kind"] != "truth":
-        facts.append(bounds(rule, said.get("unit", "")))
+        facts.append(bounds(rule))
     facts.append(default_words(rule, said))
     yield f".It Va {rule['name']}"
     yield f".Pq {'; '.join(escape(fact) for fact in facts)}"

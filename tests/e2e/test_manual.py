@@ -15,7 +15,6 @@ from pathlib import Path
 import pytest
 
 from desk import BIN, CHAINS, MORVD, REPOSITORY, ZTD_NG
-from fake_morvd import encode
 
 SOURCES = REPOSITORY / "docs/man"
 LITERAL = re.compile(r"(?<=\n)(\.Bd -literal[^\n]*\n)(\$ .*?)(?=\.Ed\n)", re.DOTALL)
@@ -97,22 +96,6 @@ def test_examples_answer_as_the_page_says(path, desk, tmp_path):
         update(path, examples, answers)
     for example, answer in zip(examples, answers):
         assert answer == example.answer, example.command
-
-
-def test_words_of_the_desk_are_those_of_the_daemon(desk):
-    desk.daemon(MORVD, CHAINS / "desk.toml")
-    with desk.client() as connection:
-        connection.sendall(encode(["login", "root", "1"]) + encode(["desk"]))
-        with connection.makefile("rb") as answers:
-            login = answers.readline()
-            answers.read(int(login[1:]) + 2)
-            lines = [answers.readline() for _ in range(2 * int(answers.readline()[1:]))]
-    words = b"".join(lines[1::2]).replace(b"\r\n", b"\n").decode()
-    page = SOURCES / "morvd.8"
-    found = re.search(r"lists its words:\n\.Bd [^\n]*\n(.*?)\.Ed\n", page.read_text(), re.DOTALL)
-    if os.environ.get("ZT_UPDATE"):
-        page.write_text(page.read_text().replace(found[1], words))
-    assert found[1] == words
 
 
 @pytest.mark.parametrize("program", [MORVD, ZTD_NG], ids=lambda path: path.name)
