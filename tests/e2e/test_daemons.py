@@ -63,7 +63,8 @@ def test_version_option_shows_the_version(desk, name):
 
 @pytest.mark.parametrize("command", [
     ["morvd"], ["morvd", "--nosuch"], ["morvd", "a.toml", "b.toml"], ["morvd", "--ready-fd"],
-    ["morvd", "--state"], ["morvd", "--image"], ["morvd", "--ready-fd", "x", "a.toml"], ["morvd", "--ready-fd", "-1", "a.toml"],
+    ["morvd", "--state"], ["morvd", "--image"],
+    ["morvd", "--ready-fd", "x", "a.toml"], ["morvd", "--ready-fd", "-1", "a.toml"],
     ["ztd_ng", "word"], ["ztd_ng", "--nosuch"], ["ztd_ng", "--poll"], ["ztd_ng", "--poll", "0"],
     ["ztd_ng", "--poll", "1s"], ["ztd_ng", "--ready-fd", ""]], ids=" ".join)
 def test_usage_error_is_said_with_status_2(desk, command):

@@ -123,7 +123,7 @@ def test_session_in_the_documents_is_what_happens(steps):
             prompt.end()
 
 
-CALLED_BY_OTHERS = {"script/desk", "script/furnish"}  # never typed
+CALLED_BY_OTHERS = {"script/desk", "script/furnish", "script/tour.py", "script/tour.txt"}  # never typed
 
 
 def named_scripts():
@@ -133,7 +133,7 @@ def named_scripts():
         blocks = [block for kind, block in BLOCK.findall(text) if kind != "console"]
         spans = re.findall(r"`([^`\n]+)`", BLOCK.sub("", text))
         for line in [*spans, *(line for block in blocks for line in block.splitlines())]:
-            found = re.match(r"(script/\w+)((?: +(?!  )[^ ]+)*)", line)
+            found = re.match(r"(script/[\w.]+)((?: +(?!  )[^ ]+)*)", line)
             if found and found[1] not in CALLED_BY_OTHERS:
                 yield page.name, found[1], tuple(word for word in found[2].split() if word.startswith("-"))
 
