@@ -24,12 +24,12 @@ static constexpr const char *bank_names[] = {"A", "B", "C", "D", "XY", "XZ", "YZ
 
 double value_dummy_bank(int port, int pdu, int elem, uint32_t mask)
 {
-    owned_text text;
-    if (elem < 0 || elecmon_elem_info_shm(port, pdu, elem, elem_circuit, mask, into(text)))
+    char text[render_buffer_size]; // a circuit that could not be read would be missing from the sum
+    if (elem < 0 || elecmon_elem_copy_shm(port, pdu, elem, elem_circuit, mask, text))
         return 0.0;
     char *end;
     // Intended: `errno` is not cleared before (all readings take an old range error for their own).
-    double value = real_value(text.get(), &end);
+    double value = real_value(text, &end);
     if (errno == ERANGE || *end)
         return 0.0;
     log_debug("val %f", value);

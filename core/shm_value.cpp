@@ -4,7 +4,7 @@
 
 #include <array>
 #include <bit>
-#include <cstring>
+#include <cstdio>
 #include <iterator>
 
 #include "core/log.h"
@@ -39,10 +39,10 @@ static int64_t stored_energy(const elecmon_block &block, const shm_value &value)
     return *reinterpret_cast<const volatile shm_int64 *>(place(block, value));
 }
 
-// The code's word as new text, null for a code outside the words.
-template <size_t count> static char *new_word(const char *const (&words)[count], int code)
+// The code's word, null for a code outside the words.
+template <size_t count> static const char *word_of(const char *const (&words)[count], int code)
 {
-    return code >= 0 && static_cast<size_t>(code) < count ? strdup(words[code]) : nullptr;
+    return code >= 0 && static_cast<size_t>(code) < count ? words[code] : nullptr;
 }
 
 static void log_voltage_kind(int code)
@@ -55,40 +55,42 @@ static void log_voltage_kind(int code)
         log_failure("unknown voltage type");
 }
 
-static char *kind_text(const elecmon_block &block, const shm_value &value)
+static const char *kind_word(const elecmon_block &block, const shm_value &value)
 {
     int code = stored<int32_t>(block, value);
     if (value.mask == shm_mask_voltage_type)
         log_voltage_kind(code);
-    return new_word(kind_words, code);
+    return word_of(kind_words, code);
 }
 
-static char *value_text(const elecmon_block &block, const shm_value &value)
+// In the buffer where it has to be made.
+static const char *value_text(const elecmon_block &block, const shm_value &value, char *buffer)
 {
-    char buffer[render_buffer_size];
     switch (value.rendering) {
     case shm_as_tenths:
-        return strdup(tenths_str(buffer, stored<int32_t>(block, value)));
+        return tenths_str(buffer, stored<int32_t>(block, value));
     case shm_as_hundredths:
-        return new_text("%.2f", stored<int32_t>(block, value) / 100.0).release();
+        snprintf(buffer, render_buffer_size, "%.2f", stored<int32_t>(block, value) / 100.0);
+        return buffer;
     case shm_as_kind:
-        return kind_text(block, value);
+        return kind_word(block, value);
     case shm_as_energy:
-        return new_text("%.3f", static_cast<double>(stored_energy(block, value)) / 36000000.0).release();
+        snprintf(buffer, render_buffer_size, "%.3f", static_cast<double>(stored_energy(block, value)) / 36000000.0);
+        return buffer;
     case shm_as_time:
-        return strdup(date_str(buffer, stored<int32_t>(block, value)));
+        return date_str(buffer, stored<int32_t>(block, value));
     case shm_as_tripped:
-        return strdup(stored<uint8_t>(block, value) ? "tripped" : "not tripped");
+        return stored<uint8_t>(block, value) ? "tripped" : "not tripped";
     case shm_as_fuse:
-        return new_word(fuse_words, stored<uint8_t>(block, value));
+        return word_of(fuse_words, stored<uint8_t>(block, value));
     }
     return nullptr;
 }
 
-char *shm_value_text(const elecmon_block &block, uint32_t mask)
+const char *shm_value_text(const elecmon_block &block, uint32_t mask, char *buffer)
 {
     if (!std::has_single_bit(mask))
         return nullptr;
     const size_t place = place_of_bit[static_cast<size_t>(std::countr_zero(mask))];
-    return place < std::size(shm_values) ? value_text(block, shm_values[place]) : nullptr;
+    return place < std::size(shm_values) ? value_text(block, shm_values[place], buffer) : nullptr;
 }

@@ -128,15 +128,24 @@ uint32_t elecmon_available_shm(int port, int pdu, int elem, int type, uint32_t w
     return available;
 }
 
-int elecmon_elem_info_shm(int port, int pdu, int elem, int type, uint32_t mask, char **text)
+int elecmon_elem_copy_shm(int port, int pdu, int elem, int type, uint32_t mask, char *buffer)
 {
     return first_answer(port, pdu, [&](const shm_pdu &unit) {
         shm_node found = find_node(segment(), unit, elem, type);
-        char *value = found.block ? shm_value_text(*found.block, mask) : nullptr;
-        if (value)
-            *text = value;
+        const char *value = found.block ? shm_value_text(*found.block, mask, buffer) : nullptr;
+        if (value && value != buffer)
+            memcpy(buffer, value, strlen(value) + 1);
         return value != nullptr;
     });
+}
+
+int elecmon_elem_info_shm(int port, int pdu, int elem, int type, uint32_t mask, char **text)
+{
+    char buffer[render_buffer_size];
+    char *copy = elecmon_elem_copy_shm(port, pdu, elem, type, mask, buffer) ? nullptr : strdup(buffer);
+    if (copy)
+        *text = copy;
+    return copy ? 0 : 1;
 }
 
 // --- Attributes ----------------------------------------------------------------------------------------------------

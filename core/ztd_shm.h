@@ -61,6 +61,9 @@ uint32_t elecmon_available_shm(int port, int pdu, int elem, int type, uint32_t w
 // Renders the one value of the block that `mask` names. Neither the valid bit nor the availability word is tested.
 int elecmon_elem_info_shm(int port, int pdu, int elem, int type, uint32_t mask, char **text);
 
+// The same into a buffer of render_buffer_size bytes: it needs no memory, so that no value is lost for want of it.
+int elecmon_elem_copy_shm(int port, int pdu, int elem, int type, uint32_t mask, char *buffer);
+
 // One attribute of a node, as text or as number by its code. info_pdu_model gives whichever of the two is asked for.
 int node_info_shm(int port, int pdu, int elem, int type, int attribute, char **text, int *number);
 

@@ -281,6 +281,18 @@ TEST_P(bank_command, declines_without_memory_for_its_texts)
     EXPECT_GE(declined, 3) << "the label, the fragment and the accumulator at least";
 }
 
+TEST_P(bank_command, no_circuit_is_missing_from_a_value_for_want_of_memory)
+{
+    const called whole = call(GetParam().row, {"unit1", "XY"});
+    ASSERT_TRUE(whole.text);
+    each_failing_allocation([&](int n) {
+        const called done = call(GetParam().row, {"unit1", "XY"});
+        EXPECT_TRUE(!done.text || done.text == whole.text || done.text == GetParam().nothing ||
+                    done.text == no_such_ipdu)
+            << n << ": " << *done.text;
+    });
+}
+
 TEST_P(bank_command, answers_without_a_list_of_circuits)
 {
     for (how way : {refused, dropped}) {
