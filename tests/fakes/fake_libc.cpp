@@ -27,9 +27,28 @@ int __real_vasprintf(char **text, const char *format, va_list list);
 void __real_free(void *block);
 }
 
-static int allocations;
-static int fail_which;
-static bool has_failed;
+namespace {
+
+// Counts up to the call that fails.
+struct nth_failure {
+    int count = 0;
+    int which = 0; // 0: none
+    bool happened = false;
+
+    bool fails()
+    {
+        if (++count != which)
+            return false;
+        happened = true;
+        errno = ENOMEM;
+        return true;
+    }
+};
+
+} // namespace
+
+static nth_failure allocation;
+static nth_failure growth; // realloc alone
 static std::string watched;
 static int seen_in_freed;
 static int64_t now_usec;
@@ -46,11 +65,7 @@ static std::unordered_set<uintptr_t> &blocks()
 
 static bool fails()
 {
-    if (++allocations != fail_which)
-        return false;
-    has_failed = true;
-    errno = ENOMEM;
-    return true;
+    return allocation.fails();
 }
 
 template <class Block> static Block *taken(Block *block)
@@ -83,7 +98,8 @@ void *__wrap_calloc(size_t count, size_t size)
 
 void *__wrap_realloc(void *block, size_t size)
 {
-    if (fails())
+    const bool cannot_grow = growth.fails();
+    if (fails() || cannot_grow)
         return nullptr;
     given_back(block);
     return taken(__real_realloc(block, size));
@@ -138,19 +154,32 @@ namespace fakes {
 
 void fake_heap::fail_at(int n)
 {
-    allocations = 0;
-    has_failed = false;
-    fail_which = n;
+    allocation = {.which = n};
 }
 
 bool fake_heap::failed() const
 {
-    return has_failed;
+    return allocation.happened;
 }
 
 int fake_heap::count() const
 {
-    return allocations;
+    return allocation.count;
+}
+
+void fake_heap::fail_growth_at(int n)
+{
+    growth = {.which = n};
+}
+
+bool fake_heap::growth_failed() const
+{
+    return growth.happened;
+}
+
+int fake_heap::growth_count() const
+{
+    return growth.count;
 }
 
 void fake_heap::watch(const std::string &secret)
@@ -199,6 +228,7 @@ void forget_libc()
 void reset_libc()
 {
     heap.fail_at(0);
+    heap.fail_growth_at(0);
     heap.watch("");
     wall_clock.set(1311340620); // 2011-07-22 13:17:00 UTC
     wall_clock.step(0);

@@ -61,6 +61,7 @@ struct world {
 };
 
 world now;
+world kept;
 vrn_tsapi_handle the_handle;
 morvdclient_connection the_connection;
 size_t transactions;
@@ -252,20 +253,33 @@ std::optional<std::string> fake_tree::value(const std::string &path) const
     return found == now.leaves.end() ? std::nullopt : found->second.value;
 }
 
+void fake_tree::keep() const
+{
+    kept = now;
+}
+
+void fake_tree::put_back() const
+{
+    now.leaves = kept.leaves;
+    now.lists = kept.lists;
+    now.list_order = kept.list_order;
+    now.order = kept.order;
+}
+
 texts fake_tree::children(const std::string &path) const
 {
     if (auto given = now.lists.find(path); given != now.lists.end())
         return given->second;
 
+    const std::string begin = path + ".";
     std::map<int, std::string> found;
-    auto take = [&](const std::string &whole, int order) {
-        if (whole.starts_with(path + "."))
-            found[order] = whole.substr(path.size() + 1, whole.find('.', path.size() + 1) - path.size() - 1);
+    auto take_all_below = [&](const auto &all, auto order_of) {
+        for (auto at = all.lower_bound(begin); at != all.end() && at->first.starts_with(begin); ++at)
+            found[order_of(at->second)] =
+                at->first.substr(begin.size(), at->first.find('.', begin.size()) - begin.size());
     };
-    for (const auto &[whole, entry] : now.leaves)
-        take(whole, entry.order);
-    for (const auto &[whole, order] : now.list_order)
-        take(whole, order);
+    take_all_below(now.leaves, [](const leaf &entry) { return entry.order; });
+    take_all_below(now.list_order, [](int order) { return order; });
 
     texts names;
     std::set<std::string> seen;

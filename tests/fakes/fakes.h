@@ -66,6 +66,10 @@ struct fake_tree {
     // The text of a leaf now; nothing where it is unset or absent.
     std::optional<std::string> value(const std::string &path) const;
 
+    // Remembers all leaves and lists as they are, and makes them so again.
+    void keep() const;
+    void put_back() const;
+
     // Where a list was not given by `list`, what list and mlist answer: the next components of all paths below.
     texts children(const std::string &path) const;
 };
@@ -268,6 +272,11 @@ struct fake_heap {
     bool failed() const; // whether it came to that
     int count() const;   // since the last fail_at
     size_t live() const; // blocks taken and not given back
+
+    // The same for realloc alone, by which the accumulator grows: the n-th text that a command appends is lost.
+    void fail_growth_at(int n);
+    bool growth_failed() const;
+    int growth_count() const; // since the last fail_growth_at
 
     void watch(const std::string &secret); // from now counts the blocks that are freed while they begin with it
     int seen() const;
