@@ -7,8 +7,8 @@ using namespace every;
 namespace {
 
 struct every_allocation : every_test {
-    // Where memory is lacking in an exchange or for a text of the answer, the answer is the one without that exchange or
-    // text.
+    // Where memory is lacking in an exchange or for a text of the answer, the answer is the one without that exchange
+    // or text.
     std::set<outcome> answers_without_one_thing(const whole_run &whole) const
     {
         std::set<outcome> answers = {whole.what};

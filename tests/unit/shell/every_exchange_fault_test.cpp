@@ -7,8 +7,8 @@ using namespace every;
 namespace {
 
 struct every_exchange : every_test {
-    // What can't be listed counts as not there, an ID that is not found may be a number, and an element whose name can't
-    // be read is not the one that is looked for.
+    // What can't be listed counts as not there, an ID that is not found may be a number, and an element whose name
+    // can't be read is not the one that is looked for.
     bool may_pass(const std::string &exchange) const
     {
         const auto begins = [&](const std::string &begin) { return exchange.starts_with(begin); };

@@ -21,9 +21,9 @@ namespace every {
 
 // --- Chains ----------------------------------------------------------------------------------------------------------
 
-// Two units with three outlets, or for the lines that ask all nodes for their values with a little less. Each kind of line
-// meets the leaves that it asks for and hardly any other: a probe lists all the names of a node, and each of them is an
-// allocation to fail.
+// Two units with three outlets, or for the lines that ask all nodes for their values with a little less. Each kind of
+// line meets the leaves that it asks for and hardly any other: a probe lists all the names of a node, and each of them
+// is an allocation to fail.
 struct small_chain {
     fake_chain chain;
     fake_node first, second;
@@ -267,7 +267,7 @@ inline void serve_appliance(const small_chain &)
     tree.text("network.interface.eth0.ifconfig", "eth0      inet addr:10.0.0.2");
 }
 
-// --- The world of a single run ----------------------------------------------------------------------------------------
+// --- The world of a single run --------------------------------------------------------------------------------------
 
 inline void someone_types()
 {
@@ -394,8 +394,8 @@ inline const texts models_unknown = {
     "IPDU #1: Hw with 2 outlets 32.0 AMPs max Sw V 2.1 id unit1 model -1 (2 phases). 0 banks.\n",
     "IPDU #2: Hw with 1 outlets 32.0 AMPs max Sw V 2.1 id unit2 model -1. 2 banks.\n"};
 
-// A sensor whose extremes can't be asked for has none, one whose unit can't counts as one of Fahrenheit, and one without
-// its raw type is of an undefined one.
+// A sensor whose extremes can't be asked for has none, one whose unit can't counts as one of Fahrenheit, and one
+// without its raw type is of an undefined one.
 inline const texts sensors_half_known = {"IPDU #1: internal temperature sensor E1 is 15.5.\n",
                                          "IPDU #1: internal temperature on sensor E1: 15.5\xF8"
                                          "F. Maximum internal temperature on sensor E1: 16.5\xF8"

@@ -17,12 +17,19 @@ struct run_case {
     int number;
 };
 
+// Not worth it are what asks neither of the two, and the summary of a whole chain: it asks what the long form asks, and
+// that of a unit is enough for its words.
+inline bool is_worth_the_tree(const line_case &line)
+{
+    return !line.prepare && !(line.measured && line.line.ends_with(" summary"));
+}
+
 inline std::vector<run_case> all_runs()
 {
     std::vector<run_case> runs;
     for (const line_case &line : all_lines())
         for (route by : {by_segment, by_tree})
-            if (by == by_segment || !line.prepare) // those ask neither
+            if (by == by_segment || is_worth_the_tree(line))
                 runs.push_back({line, by, static_cast<int>(runs.size())});
     return runs;
 }
@@ -188,7 +195,7 @@ inline texts writes()
     return all;
 }
 
-// --- A whole run, and what it says of the others ----------------------------------------------------------------------
+// --- A whole run, and what it says of the others --------------------------------------------------------------------
 
 struct whole_run {
     outcome what;

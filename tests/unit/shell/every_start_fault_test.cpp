@@ -23,8 +23,8 @@ std::ostream &operator<<(std::ostream &out, const start_end &end)
     return out << end.status << ' ' << testing::PrintToString(end.answers) << ' ' << testing::PrintToString(end.log);
 }
 
-// A start with its n-th allocation failing, for all n and at last none: each end is one of `known`, and each of those is
-// seen.
+// A start with its n-th allocation failing, for all n and at last none: each end is one of `known`, and each of those
+// is seen.
 void expect_ends_without_memory(
     const texts &words, const std::vector<start_end> &known, const std::function<void()> &before = [] {})
 {
@@ -89,7 +89,7 @@ TEST(every_start_fault, group_that_finds_no_memory_is_no_group)
                                });
 }
 
-// --- The group check ---------------------------------------------------------------------------------------------------
+// --- The group check ------------------------------------------------------------------------------------------------
 
 struct group_fault {
     const char *name;
@@ -132,7 +132,7 @@ TEST_P(every_group_fault, is_no_fault_of_a_start_by_the_own_name)
     EXPECT_TRUE(end.answers.starts_with("Usage: ver")) << end.answers;
 }
 
-// --- The session and the login -------------------------------------------------------------------------------------------
+// --- The session and the login --------------------------------------------------------------------------------------
 
 TEST(every_start_fault, session_that_does_not_open_is_named_by_its_cause)
 {
