@@ -170,19 +170,31 @@ int32_t status_image::owner(std::span<const std::byte> memory)
     return mark.magic == image_magic ? mark.owner : 0;
 }
 
+// What the last daemon left is kept for those who still stand on it. What its own predecessors left is not, once that has
+// come to half of the memory: else daemons that die again and again would fill the segment, and the larger one that
+// follows it is never seen by those who have this one mapped. Anybody may have written there: 0 where it can't be right.
+static size_t kept(std::span<const std::byte> memory)
+{
+    image_mark mark;
+    if (status_image::owner(memory) == 0)
+        return 0;
+    memcpy(&mark, memory.data() + mark_offset, sizeof mark);
+    const bool sound = mark.used >= first_record && mark.used <= memory.size() / 2;
+    return sound ? (mark.used + record_alignment - 1) & ~(record_alignment - 1) : 0;
+}
+
 status_image::status_image(std::span<std::byte> memory) : memory_(memory)
 {
     if (memory.size() < first_record)
         throw image_full();
     withdraw();
-    image_mark *mark = mark_of(memory);
-    const bool earlier = owner(memory) != 0 && mark->used >= first_record && mark->used <= memory.size();
-    *mark = {image_magic, getpid(), earlier ? mark->used : static_cast<uint32_t>(first_record)};
-}
-
-size_t status_image::used() const
-{
-    return mark_of(memory_)->used;
+    used_ = kept(memory);
+    if (used_ == 0) {
+        used_ = first_record;
+        store(root_of(memory)->ports, 0);
+        settle();
+    }
+    *mark_of(memory) = {image_magic, getpid(), static_cast<uint32_t>(used_)};
 }
 
 void status_image::withdraw()
@@ -202,12 +214,13 @@ uint32_t status_image::address(const void *record) const
 
 template <class Record> Record *status_image::allocate(size_t count)
 {
-    const size_t at = used();
+    const size_t at = used_;
     const size_t size = (count * sizeof(Record) + record_alignment - 1) & ~(record_alignment - 1);
     if (size > memory_.size() - at)
         throw image_full();
     memset(memory_.data() + at, 0, size);
-    mark_of(memory_)->used = static_cast<uint32_t>(at + size);
+    used_ = at + size;
+    mark_of(memory_)->used = static_cast<uint32_t>(used_);
     return reinterpret_cast<Record *>(memory_.data() + at);
 }
 

@@ -22,7 +22,7 @@ class status_image {
 public:
     // Takes `memory`, which holds zeros or what an earlier image left there, and whose first byte readers see at
     // shm_base_address. The ready byte is cleared. What an earlier image left stays as it is, for those who still read
-    // it, and new records are put behind it.
+    // it, and new records are put behind it; where that is more than half of the memory they begin at its start again.
     explicit status_image(std::span<std::byte> memory);
 
     // Makes the image say what `chain` says and sets the ready byte. Throws image_full.
@@ -37,7 +37,7 @@ public:
     void withdraw();
 
     // How much of the memory is in use.
-    size_t used() const;
+    size_t used() const { return used_; }
 
     // The process whose image lies in `memory`, or 0 where no image does.
     static int32_t owner(std::span<const std::byte> memory);
@@ -62,5 +62,6 @@ private:
     template <class Record> void link(uint32_t &head, std::span<Record *const> records);
 
     std::span<std::byte> memory_;
+    size_t used_; // the mark in the memory says the same, but is anybody's to change
     std::map<port_key, port_place> ports_;
 };

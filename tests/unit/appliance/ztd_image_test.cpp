@@ -433,6 +433,43 @@ TEST_F(ztd_image, image_of_a_dead_daemon_is_taken_over_not_ready_and_kept_for_it
     EXPECT_EQ(ids(old), std::vector({1}));
 }
 
+TEST_F(ztd_image, daemons_that_die_again_and_again_never_fill_the_memory)
+{
+    for (int deaths = 0; deaths < 300; deaths++) {
+        const shm_port *old = deaths ? first_port() : nullptr;
+        image_.emplace(memory_);
+        ASSERT_NO_THROW(image_->publish(local_chain({unit(1, true), unit(2)}))) << deaths;
+        ASSERT_NE(first_port(), old) << deaths;
+        ASSERT_TRUE(old == nullptr || strcmp(old->name, "local") == 0) << "its readers read on";
+    }
+}
+
+TEST_F(ztd_image, memory_that_was_more_than_half_full_is_begun_again_without_ports)
+{
+    make(sizeof(shm_root) + 0x40 + sizeof(shm_port) + sizeof(shm_pdu) + 0x80);
+    image_->publish(local_chain({unit(1, true)}));
+    image_.emplace(memory_);
+    EXPECT_EQ(root().ports, 0U);
+    image_->publish(local_chain({unit(1, true)}));
+    EXPECT_EQ(ids(port(1)), std::vector({1}));
+}
+
+// The segment is open to everybody; the word lies behind the magic and the owner.
+TEST_F(ztd_image, word_for_the_room_in_use_is_not_believed)
+{
+    uint32_t &used = *reinterpret_cast<uint32_t *>(memory_.data() + sizeof(shm_root) + 8);
+    ASSERT_EQ(used, image_->used());
+    for (uint32_t wrong : {0U, 1U, 0x1fU, 0xfffffff8U, 0xffffffffU, uint32_t(image_->used()) + 3}) {
+        used = wrong;
+        image_->publish(local_chain({unit(1, true)}));
+        EXPECT_EQ(ids(port(1)), std::vector({1})) << wrong;
+        used = wrong;
+        image_.emplace(memory_);
+        image_->publish(local_chain({unit(1, true)}));
+        EXPECT_EQ(ids(port(1)), std::vector({1})) << wrong;
+    }
+}
+
 TEST_F(ztd_image, memory_without_an_image_has_no_owner)
 {
     const std::vector<std::byte> zeros(0x1000);
