@@ -170,9 +170,9 @@ int32_t status_image::owner(std::span<const std::byte> memory)
     return mark.magic == image_magic ? mark.owner : 0;
 }
 
-// What the last daemon left is kept for those who still stand on it. What its own predecessors left is not, once that has
-// come to half of the memory: else daemons that die again and again would fill the segment, and the larger one that
-// follows it is never seen by those who have this one mapped. Anybody may have written there: 0 where it can't be right.
+// What the last daemon left is kept for those who still stand on it. What its own predecessors left is not, once that
+// has come to half of the memory: else daemons that die again and again would fill the segment, and the larger one that
+// follows is never seen by those who have this one mapped. Anybody may have written there: 0 where it can't be right.
 static size_t kept(std::span<const std::byte> memory)
 {
     image_mark mark;

@@ -350,11 +350,10 @@ def processes_of(root):
 
 
 def segments_of(pids):
-    """The segments that one of those processes made or was the last to touch."""
-    lines = Path("/proc/sysvipc/shm").read_text().splitlines()
-    columns = lines[0].split()
-    segments = (dict(zip(columns, map(int, line.split()))) for line in lines[1:])
-    return [one["shmid"] for one in segments if one["cpid"] in pids or one["lpid"] in pids]
+    """The segments that one of those processes made, or was the last to touch."""
+    heads, *lines = Path("/proc/sysvipc/shm").read_text().splitlines()
+    segments = (dict(zip(heads.split(), map(int, line.split()))) for line in lines)
+    return {one["shmid"] for one in segments if one["cpid"] in pids or one["lpid"] in pids}
 
 
 @pytest.mark.parametrize("seed", [int(os.environ.get("ZT_SEED", "20110722"))])
