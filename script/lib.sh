@@ -25,6 +25,7 @@ die() {
     lint_packages=(clang-format clang-tidy git mandoc shellcheck)
     package_packages=(debhelper dpkg-dev fakeroot lintian rsync)
     bench_packages=(valgrind strace redis-tools)
+    fuzz_packages=(clang libclang-rt-14-dev libgtest-dev)
 }
 
 # Those of the named packages that are not installed.
@@ -36,7 +37,7 @@ missing_packages() {
     done
 }
 
-# Installs what is missing of the sets "run", "test", "lint", "package", "bench"; says what it installs.
+# Installs what is missing of the named sets; says what it installs.
 install_packages() {
     local wanted=() missing as_root=()
     for kind in "$@"; do
@@ -121,6 +122,7 @@ compile() {
 build_normal() { one_at_a_time make_normal "$@"; }
 build_sanitized() { one_at_a_time make_sanitized "$@"; }
 build_sdk() { one_at_a_time make_sdk "$@"; }
+build_fuzz() { one_at_a_time make_fuzz "$@"; }
 
 make_normal() {
     local tests=OFF
@@ -137,4 +139,9 @@ make_sanitized() {
 make_sdk() {
     configure "$top/build/sdk" "-DZT_SDK=$1"
     compile "$top/build/sdk" "${@:2}"
+}
+
+make_fuzz() {
+    configure "$top/build/fuzz" -DZT_FUZZ=ON -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
+    compile "$top/build/fuzz" "$@"
 }

@@ -378,6 +378,16 @@ TEST(chain_file, fault_of_a_part_is_told_with_line_and_key)
         EXPECT_EQ(unit_fault(one.lines), one.fault) << one.lines;
 }
 
+TEST(chain_file, control_characters_of_a_key_are_not_told)
+{
+    std::string fault;
+    chain_file read;
+    EXPECT_FALSE(parse_chain("\"a\\nb\" = 1\n", &read, &fault));
+    EXPECT_EQ(fault, "line 1: unknown key 'a?b'");
+    EXPECT_FALSE(parse_chain("[authorization]\n\"\\u001b[2J\" = 1\n", &read, &fault));
+    EXPECT_EQ(fault, "line 2: '?[2J' must be a list of texts");
+}
+
 TEST(chain_file, fault_outside_units_is_told_with_line_and_key)
 {
     const faulty_text texts[] = {
