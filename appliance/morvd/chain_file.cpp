@@ -140,15 +140,24 @@ static chain_file read_file(const toml::table &table)
     return made;
 }
 
+// A fault is one line of a terminal or a log, whatever the keys and scraps of the file that it shows.
+static std::string fault_line(unsigned line, std::string_view words)
+{
+    std::string told = "line " + std::to_string(line) + ": ";
+    for (char letter : words)
+        told += has_control_characters({&letter, 1}) ? '?' : letter;
+    return told;
+}
+
 bool parse_chain(std::string_view text, chain_file *read, std::string *fault)
 {
     try {
         *read = read_file(toml::parse(text));
         return true;
     } catch (const toml::parse_error &wrong) {
-        *fault = "line " + std::to_string(wrong.source().begin.line) + ": " + std::string(wrong.description());
+        *fault = fault_line(wrong.source().begin.line, wrong.description());
     } catch (const file_fault &wrong) {
-        *fault = "line " + std::to_string(wrong.line) + ": " + wrong.words;
+        *fault = fault_line(wrong.line, wrong.words);
     }
     return false;
 }

@@ -12,6 +12,8 @@
 
 // Strict about what is read, and the whole of it in one header.
 #define TOML_ENABLE_FORMATTERS 0
+// One of the parser's own assertions stands where a malformed file comes ("[[="), which is told as a fault behind it.
+#define TOML_ASSERT(expr) static_assert(true)
 #include <toml++/toml.h>
 
 // Something wrong in the file.

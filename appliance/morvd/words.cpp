@@ -7,15 +7,9 @@
 #include <numeric>
 #include <vector>
 
-#include "appliance/model/chain.h"
-
 std::string quoted(std::string_view word)
 {
-    std::string shown(word);
-    for (char &letter : shown)
-        if (has_control_characters({&letter, 1}))
-            letter = '?';
-    return "'" + shown + "'";
+    return "'" + std::string(word) + "'";
 }
 
 std::string quoted_list(known_words words, std::string_view before_last)

@@ -7,8 +7,7 @@
 
 using known_words = std::span<const std::string_view>;
 
-// The word in quotes, as it stands in a message: one line for a terminal or a log, with '?' for control
-// characters.
+// The word in quotes, as it stands in a message.
 std::string quoted(std::string_view word);
 
 // A number as it stands in a message: without digits that say nothing.

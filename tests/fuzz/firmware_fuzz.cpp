@@ -1,5 +1,5 @@
-// Firmware images: as they are, and again with length and checksum put right, so that what stands behind those checks is
-// reached too. One that is taken has a version, and comes back the same from where it is stored.
+// Firmware images: as they are, and again with length and checksum put right, so that what stands behind those checks
+// is reached too. One that is taken has a version, and comes back the same from where it is stored.
 
 #include <algorithm>
 #include <unistd.h>
@@ -11,7 +11,7 @@ static constexpr size_t length_at = 8, checksum_at = 12, summed_at = 16, header_
 
 static std::string folder()
 {
-    std::string made = "/tmp/zt-fuzz-XXXXXX";
+    std::string made = "/dev/shm/zt-fuzz-XXXXXX"; // in memory: each image that is stored is waited for
     must(mkdtemp(made.data()), "there is a folder for images");
     static std::string remembered = made;
     atexit([] {

@@ -1,5 +1,5 @@
-// What comes from the control daemon: each line of the input is a piece that the socket gives at once. An answer that is
-// taken is one of the kinds that there are, and comes back the same from the daemon's own writer.
+// What comes from the control daemon: each line of the input is a piece that the socket gives at once. An answer that
+// is taken is one of the kinds that there are, and comes back the same from the daemon's own writer.
 
 #include <cstring>
 

@@ -1,8 +1,8 @@
 // The status segment, as somebody who means harm could leave it: an image of a chain, in which each line of the input
 // puts a value in a place.
-//     FIELD INDEX VALUE     a field of the INDEX-th record of its kind; VALUE is a number in hexadecimal, or the address
-//                           of a record, as "port:1"; a text is filled with the byte VALUE
-//     raw OFFSET VALUE      32 bits anywhere
+//     FIELD INDEX VALUE   a field of the INDEX-th record of its kind; VALUE is a number in hexadecimal, or the address
+//                         of a record, as "port:1"; a text is filled with the byte VALUE
+//     raw OFFSET VALUE    32 bits anywhere
 // No reader leaves the segment, runs on without end, or gives what its field can't hold.
 
 #include <algorithm>

@@ -378,7 +378,15 @@ TEST(chain_file, fault_of_a_part_is_told_with_line_and_key)
         EXPECT_EQ(unit_fault(one.lines), one.fault) << one.lines;
 }
 
-TEST(chain_file, control_characters_of_a_key_are_not_told)
+TEST(chain_file, header_that_begins_with_no_name_is_a_fault_and_not_the_end)
+{
+    std::string fault;
+    chain_file read;
+    EXPECT_FALSE(parse_chain("# one\n[[=", &read, &fault));
+    EXPECT_TRUE(fault.starts_with("line 2: ")) << fault;
+}
+
+TEST(chain_file, control_characters_are_not_told)
 {
     std::string fault;
     chain_file read;
@@ -386,6 +394,8 @@ TEST(chain_file, control_characters_of_a_key_are_not_told)
     EXPECT_EQ(fault, "line 1: unknown key 'a?b'");
     EXPECT_FALSE(parse_chain("[authorization]\n\"\\u001b[2J\" = 1\n", &read, &fault));
     EXPECT_EQ(fault, "line 2: '?[2J' must be a list of texts");
+    EXPECT_FALSE(parse_chain("seed = na\rr\n", &read, &fault)); // of which the parser tells as far as it has read
+    EXPECT_FALSE(has_control_characters(fault)) << fault;
 }
 
 TEST(chain_file, fault_outside_units_is_told_with_line_and_key)
