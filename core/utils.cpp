@@ -15,13 +15,17 @@
 #include "core/log.h"
 #include "shell/cli.h"
 
+// The same answer for a number out of range whatever the size of a long.
+static int saturated(long value)
+{
+    return static_cast<int>(std::clamp<long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
 // --- Units and failures --------------------------------------------------------------------------------------------
 
 int decimal_value(const char *text)
 {
-    // As `atoi`, but with the same answer for a number out of range whatever the size of a long.
-    long value = strtol(text, nullptr, 10);
-    return static_cast<int>(std::clamp<long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+    return saturated(strtol(text, nullptr, 10)); // as `atoi`
 }
 
 double real_value(const char *text, char **end)
@@ -127,9 +131,10 @@ int parse_int_list(const char *text, int *array, int capacity)
     int count = 0;
     int result = 0;
     for (const char *token = text; result == 0 && *token; token = behind_comma(token)) {
-        // Neither a number nor a dash takes a comma, so that a token needs no copy of its own.
-        int first, last;
-        int fields = sscanf(token, "%d-%d", &first, &last);
+        // Neither a number nor a dash takes a comma, so that a token needs no copy of its own. Scanned as long, a number
+        // beyond 32 bits does not come back as another unit.
+        long first, last;
+        int fields = sscanf(token, "%ld-%ld", &first, &last);
         if (fields < 1)
             continue;
         if (fields == 1)
@@ -139,7 +144,7 @@ int parse_int_list(const char *text, int *array, int capacity)
         else if (first < 0)
             result = -2;
         else
-            for (long value = first; value <= last && count < capacity - 1; value++)
+            for (long value = saturated(first); value <= saturated(last) && count < capacity - 1; value++)
                 array[count++] = static_cast<int>(value);
     }
     array[count] = -1;

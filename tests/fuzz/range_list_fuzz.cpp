@@ -38,6 +38,14 @@ static int count_of(const numbers &array)
     return static_cast<int>(at - array.get());
 }
 
+// A number by itself is read as it stands, or as the largest there is.
+static void check_number(const std::string &text, int first)
+{
+    if (text.empty() || text.find_first_not_of("0123456789") != text.npos)
+        return;
+    must(first == std::min<long>(strtol(text.c_str(), nullptr, 10), INT_MAX), "a number is no other number", text);
+}
+
 static void check_removal(const numbers &array, int capacity)
 {
     const int count = count_of(array);
@@ -56,6 +64,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const numbers array(new int[static_cast<size_t>(capacity)]);
     if (read_list(text, array, capacity) != 0)
         return 0;
+    if (capacity > 1)
+        check_number(text, array.get()[0]);
     const std::unique_ptr<char[]> written(new char[static_cast<size_t>(room)]);
     const int result = print_int_list(written.get(), static_cast<size_t>(room), array.get(), capacity);
     must(strlen(written.get()) < static_cast<size_t>(room), "the text ends in its buffer");

@@ -388,6 +388,13 @@ TEST(parse_int_list, numbers_beyond_the_capacity_are_dropped_in_silence)
     EXPECT_EQ(parsed("2147483647", 3), good({INT_MAX}));
 }
 
+TEST(parse_int_list, number_beyond_32_bits_is_no_other_number)
+{
+    EXPECT_EQ(parsed("4294967297"), good({INT_MAX}));
+    EXPECT_EQ(parsed("4294967297-4294967298"), good({INT_MAX}));
+    EXPECT_EQ(parsed("-4294967295"), std::pair(-2, numbers{}));
+}
+
 TEST(parse_int_list, token_behind_a_full_list_is_still_read)
 {
     EXPECT_EQ(parsed("1-20,5-2").first, -1);
