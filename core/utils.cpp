@@ -131,7 +131,7 @@ int parse_int_list(const char *text, int *array, int capacity)
     int count = 0;
     int result = 0;
     for (const char *token = text; result == 0 && *token; token = behind_comma(token)) {
-        // Neither a number nor a dash takes a comma, so that a token needs no copy of its own. Scanned as long, a number
+        // Neither a number nor a dash takes a comma, so that a token needs no copy of its own. Scanned as long, one
         // beyond 32 bits does not come back as another unit.
         long first, last;
         int fields = sscanf(token, "%ld-%ld", &first, &last);
