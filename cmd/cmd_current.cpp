@@ -25,12 +25,14 @@ const char current_usage[] = "Usage: current [reset | summary] [<ipdu number or 
 // Intended: an element without a name ends the reading without a word in the log (the other measures have one).
 static int silent_name_in_segment(const measure_node &node, element_name *name)
 {
-    return name_in_segment(node, name) || name->status;
+    name_in_segment(node, name);
+    return name->status;
 }
 
 static int silent_name_in_tree(const measure_node &node, element_name *name)
 {
-    return name_in_tree(node, name) || name->status;
+    name_in_tree(node, name);
+    return name->status;
 }
 
 static owned_text make_tail(const char *label, bool summary, const measure_reading &reading)

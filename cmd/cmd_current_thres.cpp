@@ -9,6 +9,7 @@
 #include "cmd/cmd_current.h"
 #include "core/identifiers.h"
 #include "core/log.h"
+#include "core/utils.h"
 
 // In the order of the command line and of the output.
 enum { high_critical, high_warning, low_warning, low_critical, level_count };
@@ -38,7 +39,7 @@ static bool is_number(const char *text)
 {
     char *end;
     // Intended: `errno` is not cleared before (all readings take an old range error for their own).
-    strtod(text, &end);
+    real_value(text, &end);
     return errno != ERANGE && *end == '\0';
 }
 

@@ -16,6 +16,7 @@
 #include "cmd/outlet_string_usage.h"
 #include "core/log.h"
 #include "core/outlet_string.h"
+#include "core/render.h"
 #include "core/walkers.h"
 #include "core/ztd_shm.h"
 
@@ -332,26 +333,18 @@ static int status_texts(const outstr_entry &at, owned_text &ctrl, owned_text &mo
     return 0;
 }
 
-static owned_text joined_text(const char *first, const char *second, const char *third)
-{
-    owned_text joined(static_cast<char *>(malloc(strlen(first) + strlen(second) + strlen(third) + 1)));
-    if (joined)
-        stpcpy(stpcpy(stpcpy(joined.get(), first), second), third);
-    return joined;
-}
-
 static owned_text status_column(const char *ctrl, const char *mod)
 {
     const char *flag = strstr(mod, "(ocp)") ? "+" : strstr(mod, "Comm error") ? "?" : strstr(mod, "(error)") ? "!" : "";
     if (strstr(ctrl, "(fixed)"))
-        return joined_text("", "Fixed ON", flag);
+        return joined_text({"Fixed ON", flag});
     // Intended: the letters count anywhere ("OFF(pend_ON)" is listed as ON).
-    return joined_text(strstr(ctrl, "(locked)") ? "Locked " : "Unlocked ", strstr(ctrl, "ON") ? "ON" : "OFF", flag);
+    return joined_text({strstr(ctrl, "(locked)") ? "Locked " : "Unlocked ", strstr(ctrl, "ON") ? "ON" : "OFF", flag});
 }
 
 static owned_text interval_column(const owned_text &on, const owned_text &off)
 {
-    return joined_text(on ? on.get() : "0.0", off ? "/" : "", off ? off.get() : "");
+    return joined_text({on ? on.get() : "0.0", off ? "/" : "", off ? off.get() : ""});
 }
 
 static int append_status(int row, char **out, const outstr_entry &at)

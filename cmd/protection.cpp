@@ -17,7 +17,7 @@ static bool has_state(const protection &what, const element &at)
 
 static const protected_type *type_with_state(const protection &what, int type)
 {
-    bool is_elem = type >= 0 && type < static_cast<int>(std::size(what.types));
+    const bool is_elem = static_cast<size_t>(type) < std::size(what.types);
     return is_elem && what.types[type].word ? &what.types[type] : nullptr;
 }
 

@@ -31,7 +31,7 @@ static int saturated(long value)
 
 static bool consumed_whole(const parsing &at, int consumed)
 {
-    return consumed >= 0 && static_cast<size_t>(consumed) == strlen(at.token);
+    return static_cast<size_t>(consumed) == strlen(at.token); // which -1 never is
 }
 
 static void label_record(const parsing &at)
@@ -41,10 +41,9 @@ static void label_record(const parsing &at)
     memcpy(text, at.token, std::min(strlen(at.token), outstr_text_max));
 }
 
+// There is room for it: who calls has seen to that.
 static void add_record(parsing &at, int port, int pdu, int outlet)
 {
-    if (at.count >= outstr_max)
-        return;
     label_record(at);
     outstr_entry &record = at.records[at.count++];
     record.port = port;

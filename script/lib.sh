@@ -23,6 +23,7 @@ die() {
         libgtest-dev libgmock-dev python3-pytest python3-pexpect openssh-client openssh-server zsh
     )
     lint_packages=(clang-format clang-tidy git mandoc shellcheck)
+    coverage_packages=(gcovr)
     package_packages=(debhelper dpkg-dev fakeroot lintian rsync)
     bench_packages=(valgrind strace redis-tools)
     fuzz_packages=(clang libclang-rt-14-dev libgtest-dev)

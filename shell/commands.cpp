@@ -75,8 +75,7 @@ static bool values_match(const command_row &row, const char *command, size_t len
         return false;
     if (!strstr(row.pattern, "%n"))
         return true;
-    const int consumed = captured_args().integer(row.nargs);
-    return consumed >= 0 && static_cast<size_t>(consumed) == length;
+    return static_cast<size_t>(captured_args().integer(row.nargs)) == length;
 }
 
 bool row_matches(const command_row &row, const char *command, size_t length)

@@ -460,4 +460,15 @@ TEST_F(alarm_command, unit_that_is_set_counts_as_done_without_its_line)
     EXPECT_EQ(done_without, 2) << "the fragment and the accumulator";
 }
 
+// The unit's own type has no elements: asked for with a number it is no unit either.
+TEST_F(alarm_command, unit_type_with_an_element_number_has_no_alarm)
+{
+    serve_all();
+    const called done = call_element(alarm_elem_get, row_unit, elem_pdu, 5);
+    EXPECT_EQ(done.result, 1);
+    EXPECT_EQ(done.text, invalid_value);
+    EXPECT_FAILURES({"Invalid elem to find a list: 1@1, type 3", "Node alarm unavailable for 5@1@1"});
+    EXPECT_EXCHANGES({});
+}
+
 } // namespace

@@ -262,6 +262,8 @@ TEST_F(thres_set_command, unknown_type_is_refused)
     EXPECT_EQ(call_element(current_thres_set, row_element, 4, 2, "40:30:2:1").result, 1);
     const std::string list = "Invalid elem to find a list: 1@1, type 4";
     EXPECT_FAILURES({list, list, list, list, "Invalid element for set alarm 2@1@1, type 4, value 0.0"});
+    EXPECT_EQ(call_element(current_thres_set, row_element, -1, 2, "40:30:2:1").result, 1);
+    EXPECT_EQ(failures().back(), "Invalid element for set alarm 2@1@1, type -1, value 0.0");
 }
 
 TEST_F(thres_set_command, row_without_a_format_is_done_without_a_line)

@@ -168,6 +168,16 @@ TEST_F(hwocp, words_for_a_type_without_a_state_name_another_command)
     EXPECT_FAILURES({"Invalid element for alarm 1@1@1, type 1"});
 }
 
+TEST_F(hwocp, unit_is_no_element_of_itself)
+{
+    forget();
+    char *out = nullptr;
+    EXPECT_EQ(one_element(1, 1, 3, find_command_row(cmd_hwocp_pdu), &out, 0, hwocp_elem_get), 1);
+    EXPECT_STREQ(out, unsupported.c_str());
+    free(out);
+    EXPECT_FAILURES({"Invalid element for alarm 0@1@1, type 3"});
+}
+
 TEST_F(hwocp, failed_read_of_the_unit_leaves_the_lines_of_its_elements)
 {
     unit.refuse("info", "hwocp");

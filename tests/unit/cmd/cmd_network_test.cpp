@@ -200,6 +200,14 @@ TEST_F(network, bad_ipv6_address_writes_nothing)
     EXPECT_LOGGED("Convertion from ip 2001::db8::2 to in6 addr");
 }
 
+TEST_F(network, without_debug_mode_a_bad_address_is_not_logged)
+{
+    EXPECT_EQ(call(cmd_net4_static, {"x", "255.255.255.0"}).text, refusal);
+    EXPECT_EQ(dump_log(), "");
+    EXPECT_EQ(call(cmd_net6_static, {"x", 64}).text, refusal);
+    EXPECT_EQ(dump_log(), "");
+}
+
 // Intended: the range of the prefix is not tested.
 TEST_F(network, prefix_goes_to_the_daemon_as_it_was_typed)
 {

@@ -474,4 +474,27 @@ TEST_F(outlet_cmds, each_failed_allocation_is_survived)
         EXPECT_GT(each_failing_allocation([&](int) { answer(command); }), 0);
 }
 
+TEST_F(outlet_cmds, bracket_without_a_remark_is_a_status_like_any_other)
+{
+    fake_node first = unit(1);
+    for (const char *status : {"OFF(", "(locked)"}) {
+        becomes("on", first.outlet(1), status);
+        EXPECT_EQ(answer("on 1"), "1: Outlet could not be turned on.\n") << status;
+    }
+}
+
+TEST_F(outlet_cmds, listing_leaves_out_an_outlet_without_a_status)
+{
+    fake_node first = unit(2);
+    cli_own_name = 0;
+    const std::string second = " 2                              Unlocked ON     2.5/1.0        \n";
+    for (const char *leaf : {"ctrl-status", "mod-status"}) {
+        first.outlet(1).refuse("info", leaf);
+        EXPECT_EQ(call(89, {"1-2"}).text, second) << leaf;
+        tree.allow("info", first.outlet(1).path(leaf)).absent(first.outlet(1).path(leaf));
+        EXPECT_EQ(call(89, {"1-2"}).text, second) << leaf;
+        first.outlet(1).serve(leaf, "ON");
+    }
+}
+
 } // namespace

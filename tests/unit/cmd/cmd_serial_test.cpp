@@ -201,4 +201,11 @@ TEST_F(serial_line, failed_line_of_output_changes_nothing)
                   1);
 }
 
+TEST_F(serial_line, line_is_stdin_where_the_editor_has_none)
+{
+    rl_instream = nullptr;
+    EXPECT_EQ(answer("serial 19200 hw"), "IPDU #1: Serial set to 19200, hw flow control.\n");
+    EXPECT_EQ(cfgetospeed(&terminal.current), static_cast<speed_t>(B19200));
+}
+
 } // namespace

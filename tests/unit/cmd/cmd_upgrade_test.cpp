@@ -428,6 +428,43 @@ TEST_F(upgrade, program_that_can_not_be_started_ends_the_writer_with_127)
     EXPECT_EQ(failures().back(), "Failed to flash the image: No such file or directory");
 }
 
+// The root grows too long behind the step whose command line has that text.
+void lose_root_behind(const char *step)
+{
+    processes.on_system = [step](const std::string &line) {
+        if (line.find(step) != line.npos)
+            session.root = std::string(5000, 'r');
+    };
+}
+
+TEST_F(upgrade, program_whose_path_is_too_long_ends_the_writer_with_127)
+{
+    processes.take_over({0, 0});
+    lose_root_behind("checkImage");
+    EXPECT_EQ(end_of_child("upgrade 1"), 127);
+    EXPECT_EQ(failures().back(), "Failed to flash the image: File name too long");
+    EXPECT_EQ(steps(), (texts{"fork", receive, check, "fork", "seteuid 0", "setuid 0", "exit 127"}));
+}
+
+TEST_F(upgrade, image_whose_path_is_too_long_is_not_removed)
+{
+    processes.take_over({0});
+    lose_root_behind("rz");
+    EXPECT_EQ(end_of_child("upgrade 1"), 1);
+    EXPECT_EQ(failures().back(), "Failed to remove the firmware file.");
+    EXPECT_EQ(steps(), (texts{"fork", receive, "exit 1"}));
+}
+
+TEST_F(upgrade, image_whose_path_is_too_long_never_comes)
+{
+    session.root = std::string(5000, 'r');
+    processes.take_over({500});
+    EXPECT_EQ(answer("upgrade 2"), "IPDU #2: Upgrading firmware... Done.\n");
+    std::vector<int64_t> pauses(30, 1000000);
+    pauses.insert(pauses.end(), {5000000, 5000000}); // in front of the daemon, and behind the wait for the child
+    EXPECT_EQ(wall_clock.sleeps(), pauses);
+}
+
 TEST_F(upgrade, program_that_returns_otherwise_ends_the_writer_with_128)
 {
     processes.take_over({0, 0});

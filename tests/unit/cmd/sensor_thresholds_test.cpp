@@ -2,6 +2,9 @@
 
 #include "cmd/cmd_sensors.h"
 
+#include "cmd/sensor_thresholds.h"
+#include "shell/commands.h"
+
 #include "tests/unit/cmd/each_failure.h"
 #include "tests/unit/cmd/sensor_desk.h"
 
@@ -550,6 +553,26 @@ TEST_F(thresholds, any_allocation_may_fail)
         EXPECT_EQ(answer(command), whole);
     }
     EXPECT_TRUE(copy && level && line);
+}
+
+TEST_F(thresholds, temperature_without_a_unit_is_refused)
+{
+    char *out = nullptr;
+    EXPECT_EQ(set_thresholds(find_command_row(cmd_sensor_thres_elem_set), &out, {1, 1, 1}, "40:30:2:1", ""), 1);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(levels(), "40 35.5 5 -1 oC");
+}
+
+TEST_F(thresholds, missing_text_is_refused_without_an_exchange)
+{
+    const int row = find_command_row(cmd_sensor_thres_elem_set);
+    char *out = nullptr;
+    EXPECT_EQ(set_thresholds(row, &out, {1, 1, 1}, nullptr, "C"), 1);
+    EXPECT_EQ(set_thresholds(row, &out, {1, 1, 1}, "40:30:2:1", nullptr), 1);
+    EXPECT_EQ(set_thresholds(row, &out, {1, 1, 1}, nullptr, nullptr), 1);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EXCHANGES({});
+    EXPECT_FAILURES({"Invalid threshold 1@1@1  C", "Invalid threshold 1@1@1 40:30:2:1 ", "Invalid threshold 1@1@1  "});
 }
 
 } // namespace

@@ -399,3 +399,15 @@ TEST(ppo2outx, refused_number_of_outlets_is_logged_from_the_inside_out)
     EXPECT_EQ(ppo2outx(1, 2, 1), -1);
     EXPECT_FAILURES({"Fail to get number of outlets on 2@1"});
 }
+
+TEST(ppo2outx, unit_before_it_without_a_count_of_outlets_leaves_no_number)
+{
+    fake_chain chain;
+    chain.unit();
+    chain.unit();
+    without_segment();
+    tree.refuse("info", "power.port.1.pdu.1.num-outlets");
+    EXPECT_EQ(ppo2outx(1, 2, 1), -1);
+    EXPECT_FAILURES({"Fail to get number of outlets on 1@1"});
+    EXPECT_EXCHANGES({"info power.num-devices", "info power.port.1.num-pdus", "info power.port.1.pdu.1.num-outlets"});
+}

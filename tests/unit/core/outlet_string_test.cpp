@@ -424,4 +424,51 @@ TEST_F(outlet_string, each_failed_exchange_is_a_fault_or_leaves_a_record_without
         }
 }
 
+// --- Reads that are not made, and odd tokens -----------------------------------------------------------------------
+
+TEST_F(outlet_string, ports_behind_the_last_outlet_wanted_are_not_asked)
+{
+    cli_own_name = 0;
+    units({8});
+    chain.next_port();
+    units({8});
+    EXPECT_EQ(numbers("3"), std::vector<int>{3});
+    EXPECT_EXCHANGES({"info power.num-devices", "info power.port.1.num-pdus", "info power.port.1.pdu.1.num-outlets",
+                      // the chain-wide number of what was found
+                      "info power.num-devices", "info power.port.1.num-pdus", "info power.port.1.pdu.1.num-outlets"});
+}
+
+TEST_F(outlet_string, range_that_ends_below_one_is_out_of_range)
+{
+    units({8});
+    EXPECT_EQ(parsed("1--1"), texts{"fault"});
+    EXPECT_FAILURES({"ini (1) or end (-1) outlet out of range"});
+}
+
+TEST_F(outlet_string, token_of_blanks_is_unresolved)
+{
+    units({8});
+    EXPECT_EQ(parsed(" ,2"), (texts{"0.0.0=0  ", "1.1.2=2 2"}));
+}
+
+TEST_F(outlet_string, name_of_an_outlet_without_a_port_or_a_unit_is_a_fault)
+{
+    units({8});
+    tree.text("power.outlet.web.outlet", "2").text("power.outlet.web.pdu", "0").text("power.outlet.web.port", "1");
+    EXPECT_EQ(parsed("web"), texts{"fault"});
+    EXPECT_FAILURES({"Invalid component port 1, pdu 0, outlet 2"});
+    tree.text("power.outlet.web.pdu", "1").text("power.outlet.web.port", "0");
+    EXPECT_EQ(parsed("web"), texts{"fault"});
+    EXPECT_FAILURES({"Invalid component port 0, pdu 1, outlet 2"});
+}
+
+TEST(outstr_resolved, each_number_of_a_record_counts)
+{
+    EXPECT_TRUE(outstr_resolved({.outx = 1, .port = 1, .pdu = 1, .outlet = 1, .text = "x"}));
+    EXPECT_FALSE(outstr_resolved({.outx = -1, .port = 1, .pdu = 1, .outlet = 1, .text = "x"}));
+    EXPECT_FALSE(outstr_resolved({.outx = 1, .port = 0, .pdu = 1, .outlet = 1, .text = "x"}));
+    EXPECT_FALSE(outstr_resolved({.outx = 1, .port = 1, .pdu = 0, .outlet = 1, .text = "x"}));
+    EXPECT_FALSE(outstr_resolved({.outx = 1, .port = 1, .pdu = 1, .outlet = 0, .text = "x"}));
+}
+
 } // namespace

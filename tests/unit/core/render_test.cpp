@@ -200,3 +200,9 @@ TEST(number_text, is_the_number_in_decimal)
     EXPECT_STREQ(number_text(INT32_MAX).get(), "2147483647");
     EXPECT_STREQ(number_text(INT32_MIN).get(), "-2147483648");
 }
+
+TEST(new_text, text_that_the_library_cannot_make_is_absent)
+{
+    static constexpr wchar_t outside[] = {0x110000, 0}; // no character of any locale
+    EXPECT_FALSE(new_text("%ls", outside));
+}

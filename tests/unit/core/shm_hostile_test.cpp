@@ -11,6 +11,7 @@
 
 #include "client/types.h"
 #include "core/shm_layout.h"
+#include "core/shm_records.h"
 #include "tests/fakes/fakes.h"
 
 static constexpr uint32_t segment_end = shm_base_address + segment_size;
@@ -402,4 +403,11 @@ TEST(hostile_segment, random_bytes_neither_crash_nor_loop)
             FAIL() << "round " << round;
     }
     EXPECT_GT(walks_that_got_somewhere, 200);
+}
+
+TEST(hostile_segment, record_far_behind_the_end_of_an_array_is_none)
+{
+    const shm_view view = {shm_base_address, segment_size};
+    EXPECT_NE(record_at<shm_outlet>(view, shm_base_address, 1), nullptr);
+    EXPECT_EQ(record_at<shm_outlet>(view, shm_base_address, segment_size), nullptr);
 }

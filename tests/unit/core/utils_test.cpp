@@ -523,3 +523,11 @@ TEST(remove_int_from_list, absent_number_changes_nothing)
     EXPECT_EQ(remove_int_from_list(list.data(), 4, 3), 0);
     EXPECT_EQ(list, (numbers{1, 2, -1, 9}));
 }
+
+TEST(remove_int_from_list, list_that_fills_its_array_is_searched_to_the_end_of_it)
+{
+    int list[] = {3, 5};
+    EXPECT_EQ(remove_int_from_list(list, 2, 9), 0);
+    EXPECT_EQ(list[0], 3);
+    EXPECT_EQ(list[1], 5);
+}

@@ -284,6 +284,18 @@ TEST(treat_command, debug_mode_prints_the_time_spent_as_a_second_text)
     EXPECT_EQ(printed(), session.tap[0] + session.tap[1]);
 }
 
+TEST(treat_command, without_memory_for_the_time_spent_there_is_the_answer_alone)
+{
+    cli_debug = 1;
+    heap.fail_at(0);
+    answer("foo");
+    const int all = heap.count();
+    EXPECT_GT(all, 0);
+    heap.fail_at(all);
+    EXPECT_EQ(answer("foo"), failure_text);
+    EXPECT_TRUE(heap.failed());
+}
+
 TEST(treat_command, command_without_bracket_reports_no_time_in_tsapi)
 {
     cli_debug = 1;

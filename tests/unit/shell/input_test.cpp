@@ -6,10 +6,13 @@
 #include <cstdio>
 #include <readline/history.h>
 #include <readline/readline.h>
+#include <termios.h>
 #include <unistd.h>
+#include <utility>
 
 #include "shell/ztcli.h"
 #include "tests/fakes/fakes.h"
+#include "tests/unit/shell/counts.h"
 
 // What stands behind the prompt is typed by `type`; the pipe ends with `end`.
 class input : public testing::Test {
@@ -109,6 +112,7 @@ static void exit_by_names(int interactive)
 {
     cli_interactive = interactive;
     rl_initialize_funmap();
+    write_counts();
     _exit(funmap ? 1 : 0);
 }
 
@@ -247,6 +251,67 @@ TEST_F(input, tap_failures_are_logged_and_the_line_is_returned)
     EXPECT_LOGGED("DLA (input) error: zt>");
     EXPECT_LOGGED("DLA (input) error: foo");
     EXPECT_LOGGED("DLA (input) error: \\n");
+}
+
+TEST_F(input, without_debug_mode_the_loop_logs_nothing)
+{
+    session.tap_works = false;
+    EXPECT_EQ(loop("\nfoo\n"), std::string("zt>\nzt>foo\n") + failure_text + "zt>");
+    EXPECT_EQ(dump_log(), "");
+}
+
+TEST_F(input, end_of_input_at_the_prompt_gives_no_line)
+{
+    rl_execute_next(EOF);
+    EXPECT_EQ(read_line(), "(null)");
+    EXPECT_TRUE(session.tap.empty());
+}
+
+TEST_F(input, input_that_cannot_be_asked_what_it_holds_has_ended)
+{
+    FILE *const typed = std::exchange(rl_instream, fopen("/dev/null", "r"));
+    EXPECT_EQ(read_line(), "(null)");
+    rl_clear_pending_input();
+    EXPECT_EQ(rl_read_key(), '\n'); // stuffed in front of the end; here nobody needed it
+    fclose(std::exchange(rl_instream, typed));
+}
+
+TEST_F(input, on_a_terminal_the_editor_sees_to_the_terminal_and_to_the_echo)
+{
+    termios saved = {};
+    cli_saved_termios = &saved;
+    rl_prep_term_function = rl_prep_terminal;
+    cli_input_init();
+    EXPECT_EQ(rl_prep_term_function, rl_prep_terminal);
+    rl_prep_term_function = nullptr; // there is none here after all
+    type("foo\n");
+    EXPECT_EQ(read_line(), "foo");
+    EXPECT_EQ(printed(), "zt>");
+    cli_saved_termios = nullptr;
+}
+
+TEST_F(input, screen_is_no_larger_than_a_terminal_can_say)
+{
+    int usual_rows, usual_columns, rows, columns;
+    rl_get_screen_size(&usual_rows, &usual_columns);
+    rl_set_screen_size(70000, 80);
+    cli_input_init();
+    rl_get_screen_size(&rows, nullptr);
+    EXPECT_EQ(rows, 65535);
+    rl_set_screen_size(24, 70000);
+    cli_input_init();
+    rl_get_screen_size(&rows, &columns);
+    EXPECT_EQ(rows, 24);
+    EXPECT_LE(columns, 65535);
+    EXPECT_GE(columns, 65534); // the editor leaves the last one out on some terminals
+    rl_set_screen_size(usual_rows, usual_columns);
+}
+
+TEST_F(input, answers_go_to_stdout_where_the_editor_has_no_stream)
+{
+    FILE *const stream = std::exchange(rl_outstream, nullptr);
+    EXPECT_EQ(cli_terminal(), stdout);
+    rl_outstream = stream;
 }
 
 TEST_F(input, line_is_dropped_where_a_signal_came_in_between)

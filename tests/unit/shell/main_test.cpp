@@ -330,6 +330,18 @@ TEST(ztcli, closed_stdin_is_the_end_of_input)
     EXPECT_EQ(end.answers, "zt>");
 }
 
+TEST(ztcli, closed_stream_that_nothing_can_be_put_in_ends_the_start)
+{
+    const ended end = run({.words = {"ztcli", "foo"}, .before = [] {
+                               close(STDIN_FILENO);
+                               const rlimit three = {3, 3}; // one is free, and a pipe has two ends
+                               setrlimit(RLIMIT_NOFILE, &three);
+                           }});
+    EXPECT_EQ(end.status, 1);
+    EXPECT_EQ(end.answers, "");
+    EXPECT_EQ(end.events.find("init"), std::string::npos) << end.events;
+}
+
 TEST(ztcli, closed_standard_streams_are_not_given_to_what_is_opened_later)
 {
     const ended end = run({.words = {"ztcli", "foo"}, .before = [] {

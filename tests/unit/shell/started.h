@@ -11,6 +11,7 @@
 #include <readline/readline.h>
 
 #include "tests/fakes/fakes.h"
+#include "tests/unit/shell/counts.h"
 
 namespace started {
 
@@ -87,6 +88,7 @@ inline void report(int status, void *)
     fflush(stdout);
     if (pwrite(report_number, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
         status = 99;
+    write_counts();
     _exit(status);
 }
 

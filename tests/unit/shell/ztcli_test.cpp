@@ -130,6 +130,14 @@ TEST(parse_options, without_memory_for_the_option_text_there_is_no_command)
     EXPECT_LOGGED("Fail to append option to command line: on 1");
 }
 
+TEST(parse_options, without_memory_and_debug_mode_nothing_is_logged)
+{
+    heap.fail_at(1);
+    EXPECT_EQ(parse({"-c", "on 1"}), 1);
+    heap.fail_at(0);
+    EXPECT_EQ(dump_log(), "");
+}
+
 TEST(parse_options, without_memory_for_a_word_there_is_no_command)
 {
     for (int n = 1; n <= 3; n++) {
