@@ -27,6 +27,10 @@ die() {
     package_packages=(debhelper dpkg-dev fakeroot lintian rsync)
     bench_packages=(valgrind strace redis-tools)
     fuzz_packages=(clang libclang-rt-14-dev libgtest-dev)
+    target_packages=(
+        g++-powerpc-linux-gnu libc6-powerpc-cross libc6-dev-powerpc-cross qemu-user # the compiler, and what runs it
+        dpkg-dev tcl                                                                # sources, and what one is made with
+    )
 }
 
 # Those of the named packages that are not installed.

@@ -70,7 +70,7 @@ static text energy(const target &to)
 
 static text energy_start(const target &to)
 {
-    time_t date = to.meter->counted_since;
+    const auto date = static_cast<time_t>(to.meter->counted_since); // from the clock, which has no wider one
     tm fields{};
     char buffer[32];
     size_t size = strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M:%S", gmtime_r(&date, &fields));

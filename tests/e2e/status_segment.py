@@ -13,6 +13,9 @@ SIZE = 0x10000
 READY_OFFSET, FIRST_PORT_OFFSET = 0x0AA, 0x1C0
 PORT_SIZE, PDU_SIZE, ELEM_SIZE, OUTLET_SIZE = 0x17C, 0x8D4, 0xD8, 0xF0
 
+# Of the words in a segment; that of the machine, where the programs were built for another one.
+WORD = os.environ.get("ZT_TEST_BYTE_ORDER", "=") + "I"
+
 libc = ctypes.CDLL(None, use_errno=True)
 libc.shmat.restype = ctypes.c_void_p
 libc.shmat.argtypes = (ctypes.c_int, ctypes.c_void_p, ctypes.c_int)
@@ -51,11 +54,11 @@ class Image:
         return BASE + at
 
     def pointer(self, offset, address):
-        struct.pack_into("=I", self.data, offset, address)
+        struct.pack_into(WORD, self.data, offset, address)
 
     def pointer_at(self, address, offset, target):
         """Puts a pointer into a record that has been placed."""
-        struct.pack_into("=I", self.data, address - BASE + offset, target)
+        struct.pack_into(WORD, self.data, address - BASE + offset, target)
 
 
 def outlet_record(number, name="", sys_name=""):
@@ -96,7 +99,7 @@ def chain_image(units, name="local", port=1, ready=True):
         record = pdu_record(number, **unit)
         if count := unit.get("outlets", 0):
             array = image.place(b"".join(outlet_record(k, sys_name=f"o{k}") for k in range(1, count + 1)))
-            struct.pack_into("=I", record, 0x81C, array)
+            struct.pack_into(WORD, record, 0x81C, array)
         at = image.place(record)
         image.pointer_at(*link, at)
         link = (at, 0x8D0)

@@ -14,7 +14,7 @@ import subprocess
 import pytest
 
 from desk import INVALID, NOT_RECOGNIZED, ZTCLI, Outcome
-from status_segment import (BASE, FIRST_PORT_OFFSET, OUTLET_SIZE, PORT_SIZE, READY_OFFSET, SIZE, Image, chain_image,
+from status_segment import (BASE, FIRST_PORT_OFFSET, OUTLET_SIZE, PORT_SIZE, READY_OFFSET, SIZE, WORD, Image, chain_image,
                             pdu_record, port_record)
 
 OUTSIDE = [1, 0x1000, BASE - 4, BASE + SIZE - 4, BASE + SIZE, BASE + SIZE + 0x1000, 0x7FFFFFF0, 0xFFFFFFF0]
@@ -39,8 +39,8 @@ def two_ports():
 def spoilt(link, target):
     """A segment with two units of two outlets whose named pointer leads to `target`."""
     image = chain_image([{"unit_id": "left", "outlets": 2}, {"unit_id": "right", "outlets": 2}])
-    port = struct.unpack_from("=I", image.data, FIRST_PORT_OFFSET)[0]
-    unit = struct.unpack_from("=I", image.data, port - BASE + 0x04C)[0]
+    port = struct.unpack_from(WORD, image.data, FIRST_PORT_OFFSET)[0]
+    unit = struct.unpack_from(WORD, image.data, port - BASE + 0x04C)[0]
     at = {"first port": FIRST_PORT_OFFSET, "next port": port - BASE + 0x178, "first unit": port - BASE + 0x04C,
           "next unit": unit - BASE + 0x8D0, "outlets": unit - BASE + 0x81C}[link]
     image.pointer(at, {"port": port, "unit": unit, "root": BASE}.get(target, target))
@@ -138,7 +138,7 @@ def test_pointer_that_leads_back(desk, link, target):
 
 def test_texts_without_an_end(desk):
     image = chain_image([{"unit_id": "left", "outlets": 2}])
-    port = struct.unpack_from("=I", image.data, FIRST_PORT_OFFSET)[0] - BASE
+    port = struct.unpack_from(WORD, image.data, FIRST_PORT_OFFSET)[0] - BASE
     image.data[port + 0x01A:port + 0x04C] = b"l" * 0x32
     survives(desk, image)
 
@@ -167,7 +167,7 @@ def test_segment_of_random_bytes(desk, seed):
     image = Image()
     for at in range(0, SIZE, 4):
         word = BASE + (chance.randrange(SIZE) & ~3) if chance.random() < 0.5 else chance.getrandbits(32)
-        struct.pack_into("=I", image.data, at, word)
+        struct.pack_into(WORD, image.data, at, word)
     image.data[READY_OFFSET] |= 0x80
     survives(desk, image)
 
