@@ -144,7 +144,7 @@ int parse_int_list(const char *text, int *array, int capacity)
         else if (first < 0)
             result = -2;
         else
-            for (long value = saturated(first); value <= saturated(last) && count < capacity - 1; value++)
+            for (int64_t value = saturated(first); value <= saturated(last) && count < capacity - 1; value++)
                 array[count++] = static_cast<int>(value);
     }
     array[count] = -1;

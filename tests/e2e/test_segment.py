@@ -14,8 +14,8 @@ import subprocess
 import pytest
 
 from desk import INVALID, NOT_RECOGNIZED, ZTCLI, Outcome
-from status_segment import (BASE, FIRST_PORT_OFFSET, OUTLET_SIZE, PORT_SIZE, READY_OFFSET, SIZE, WORD, Image, chain_image,
-                            pdu_record, port_record)
+from status_segment import (BASE, FIRST_PORT_OFFSET, OUTLET_SIZE, PORT_SIZE, READY_OFFSET, SIZE, WORD, Image,
+                            chain_image, pdu_record, port_record)
 
 OUTSIDE = [1, 0x1000, BASE - 4, BASE + SIZE - 4, BASE + SIZE, BASE + SIZE + 0x1000, 0x7FFFFFF0, 0xFFFFFFF0]
 LINKS = ["first port", "next port", "first unit", "next unit", "outlets"]

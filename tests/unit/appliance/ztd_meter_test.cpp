@@ -79,7 +79,7 @@ TEST_F(ztd_meter, values_are_stored_as_the_tree_reads)
     for (auto [mask, value] : stored)
         EXPECT_EQ(value_of(values, mask), value) << std::hex << mask;
 
-    const time_t start = value_of(values, shm_mask_cumulative_starttime);
+    const auto start = static_cast<time_t>(value_of(values, shm_mask_cumulative_starttime));
     tm local{};
     char text[32];
     strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", localtime_r(&start, &local));

@@ -18,10 +18,10 @@ static std::string tenths(int value)
     return tenths_str(buffer, value);
 }
 
-static std::string date(time_t when)
+static std::string date(int64_t when)
 {
     char buffer[render_buffer_size];
-    return date_str(buffer, when);
+    return date_str(buffer, static_cast<time_t>(when));
 }
 
 static std::string sensor(const char *unit, const char *value)
@@ -94,6 +94,14 @@ TEST(render, date_has_four_digits_of_the_year_at_least_and_two_of_all_else)
     tzset();
     EXPECT_EQ(date(INT32_MIN), "1901-12-13 20:45:52");
     EXPECT_EQ(date(INT32_MAX), "2038-01-19 03:14:07");
+}
+
+TEST(render, year_of_a_date_has_as_many_digits_as_it_needs)
+{
+    if (sizeof(time_t) < sizeof(int64_t))
+        GTEST_SKIP() << "a time has no such years on this machine";
+    ASSERT_EQ(setenv("TZ", "UTC", 1), 0);
+    tzset();
     EXPECT_EQ(date(-30610224000), "1000-01-01 00:00:00");
     EXPECT_EQ(date(-30610224001), "0999-12-31 23:59:59");
     EXPECT_EQ(date(-62198755200), "-001-01-01 00:00:00");
