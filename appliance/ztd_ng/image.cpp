@@ -10,7 +10,7 @@
 #include <vector>
 
 static constexpr int id_max = std::numeric_limits<uint8_t>::max();
-static constexpr size_t record_alignment = 8; // so that the 64-bit value of a block is one store
+static constexpr size_t record_alignment = 8; // the 64-bit value of a block is one store, on 64 bits
 static constexpr size_t outlet_steps = 8;     // room for outlets is made in these, against a unit that gains a few
 
 // The daemon's own words, behind the root.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <sys/stat.h>
 
 #include "core/shm_layout.h"
 
@@ -12,6 +13,13 @@ TEST(word_size, machine_has_32_bits_and_the_highest_byte_first)
     EXPECT_EQ(sizeof(void *), 4U);
     EXPECT_EQ(sizeof(long), 4U);
     EXPECT_EQ(sizeof(size_t), 4U);
+}
+
+// Else `stat` fails on file systems that give their files long numbers.
+TEST(word_size, numbers_and_sizes_of_files_have_64_bits)
+{
+    EXPECT_EQ(sizeof(struct stat::st_ino), 8U);
+    EXPECT_EQ(sizeof(struct stat::st_size), 8U);
 }
 
 TEST(word_size, pointer_of_the_segment_is_a_pointer_of_the_machine)
