@@ -115,7 +115,7 @@ TEST(morvdctl, words_that_are_wrong_are_told_with_what_would_be_right)
 TEST(morvdctl, no_word_at_all_is_told_with_all_that_there_are)
 {
     EXPECT_EQ(request_of({}), "a word is missing: 'show', 'load', 'noise', 'outlet', 'phase', 'unit', 'circuit', "
-                              "'fuse', 'sensor', 'link', 'clock' or 'fault'");
+                              "'fuse', 'sensor', 'link', 'clock', 'fault' or 'ask'");
 }
 
 TEST(morvdctl, many_parts_are_told_by_their_numbers)

@@ -21,12 +21,6 @@ constexpr char banner[] = "ZTCLI 0.1 (2011-07-22T13:17-0700)\n";
 constexpr char usage[] = "Usage: ztcli [command]\nOptions:\n-h\t\tHelp (this message).\n-d\t\tDebug mode.\n"
                          "-V\t\tShow CLI version.\n";
 
-// Root, from the start and behind the login.
-std::string put_aside()
-{
-    return "seteuid " + std::to_string(getuid()) + "\n";
-}
-
 void admin_group(const texts &names)
 {
     tree.list("authorization.group.name.admin.member", names);

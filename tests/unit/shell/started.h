@@ -34,6 +34,12 @@ struct start {
     std::function<void()> before = {};
 };
 
+// The event of root being put aside, from the start and behind the login.
+inline std::string put_aside()
+{
+    return "seteuid " + std::to_string(getuid()) + "\n";
+}
+
 // A file without a name.
 class scratch {
 public:
