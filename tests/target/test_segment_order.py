@@ -1,4 +1,4 @@
-"""The segment between the target's programs, as a program of this machine sees its bytes; with ZT_TEST_BYTE_ORDER=">"."""
+"""The segment between the target's programs, as this machine sees its bytes; with ZT_TEST_BYTE_ORDER=">"."""
 
 import ctypes
 import struct

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <sys/stat.h>
+#include <sys/types.h>
 
 #include "core/shm_layout.h"
 
@@ -18,8 +18,8 @@ TEST(word_size, machine_has_32_bits_and_the_highest_byte_first)
 // Else `stat` fails on file systems that give their files long numbers.
 TEST(word_size, numbers_and_sizes_of_files_have_64_bits)
 {
-    EXPECT_EQ(sizeof(struct stat::st_ino), 8U);
-    EXPECT_EQ(sizeof(struct stat::st_size), 8U);
+    EXPECT_EQ(sizeof(ino_t), 8U);
+    EXPECT_EQ(sizeof(off_t), 8U);
 }
 
 TEST(word_size, pointer_of_the_segment_is_a_pointer_of_the_machine)
