@@ -50,8 +50,9 @@ def test_folder_that_is_no_sdk_is_named(tmp_path):
 def test_cross_compiler_is_given_by_its_toolchain_file(sdk):
     """This machine's own compiler under another system's name: what counts is that the options reach it."""
     (sdk / "FILE").write_text("set(CMAKE_SYSTEM_NAME Linux)\nset(CMAKE_C_COMPILER gcc)\nset(CMAKE_CXX_COMPILER g++)\n")
-    for command in (["cmake", "-S", REPOSITORY, "-B", sdk / "build", "-G", "Ninja", f"-DZT_SDK={sdk}",
-                     f"-DCMAKE_TOOLCHAIN_FILE={sdk / 'FILE'}"], ["ninja", "-C", sdk / "build", "-t", "commands", "ztcli"]):
+    configure = ["cmake", "-S", REPOSITORY, "-B", sdk / "build", "-G", "Ninja", f"-DZT_SDK={sdk}",
+                 f"-DCMAKE_TOOLCHAIN_FILE={sdk / 'FILE'}"]
+    for command in configure, ["ninja", "-C", sdk / "build", "-t", "commands", "ztcli"]:
         done = subprocess.run(command, capture_output=True, text=True, timeout=120, check=False)
         assert done.returncode == 0, done.stderr
     assert " -o bin/ztcli " in done.stdout
