@@ -85,8 +85,8 @@ def main(runs):
            *map(row.beside_limit, ("cpu", "wall", "peak"))] for row in rows])
     if len(chains) < 2:
         return
-    print(f"What each outlet adds from {chains[0]} to {chains[-1]}, and what that makes of the user and system time with "
-          f"{chains[-1] / chains[0]:.1f} times the outlets.\n")
+    print(f"What each outlet adds from {chains[0]} to {chains[-1]}, and what that makes of the user and system time "
+          f"with {chains[-1] / chains[0]:.1f} times the outlets.\n")
     show(["command", "exchanges", "bytes", "user + system us", "limit's", "wall us", "peak KiB", "times", "growth"],
          [growth_row(command, rows) for command in commands])
 

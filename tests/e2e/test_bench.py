@@ -1,5 +1,5 @@
-"""script/bench: what it refuses, that its table stands on what the program really asks and prints, and how bench/table.py
-calls the growth of what it is given. Nothing here is about how long anything takes."""
+"""script/bench: what it refuses, that its table stands on what the program really asks and prints, and how
+bench/table.py calls the growth of what it is given. Nothing here is about how long anything takes."""
 
 import os
 import re
