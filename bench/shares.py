@@ -3,8 +3,8 @@
     shares.py BIN RUNS REQUESTS BYTES LINES
 
 BIN has ztcli, limit and measure; REQUESTS is what record.py has written of `ztcli status all` on the appliance below
-ZT_ROOT, which prints that many bytes and lines. Times are taken apart by runs of something that does less; instructions,
-which are those of the program without the system, by the functions that they are spent in or below."""
+ZT_ROOT, which prints that many bytes and lines. Times are taken apart by runs of something that does less;
+instructions, which are those of the program without the system, by the functions that they are spent in or below."""
 
 import os
 import re

@@ -40,6 +40,7 @@ def test_help_names_both_forms():
     (["nothing"], "no case 'nothing'; there are: ver "),
     (["--nothing"], "unknown option '--nothing'\n"),
     (["--repeat", "0"], "option '--repeat' needs a number\n"),
+    (["--shares", "ver"], "option '--shares' takes no 'ver'\n"),
     (["--table", "12"], "no chain of '12' outlets; there are multiples of 8 up to 128\n"),
     (["--table", "136"], "no chain of '136' outlets; "),
     (["--table", "0"], "no chain of '0' outlets; "),
@@ -84,9 +85,26 @@ def test_growth_is_told_by_the_chains_between(costs, growth):
     assert tables_in(done.stdout)[1][0][-1] == growth
 
 
-@pytest.mark.skipif(not all(map(shutil.which, TOOLS)), reason=f"a case needs {', '.join(TOOLS)}")
+traced = pytest.mark.skipif(not all(map(shutil.which, TOOLS)), reason=f"it needs {', '.join(TOOLS)}")
+
+
+@traced
 def test_case_needs_the_exchanges_that_it_is_said_to_need():
     done = bench("--repeat", "1", "ver")
     assert done.returncode == 0, done.stderr
     assert done.stdout.startswith("ver: 'ztcli ver' on appliance/chains/legacy.toml, ")
     assert re.search(r"^  exchanges +10 +10 +1\.00  holds: no more than needed$", done.stdout, re.M)
+
+
+@traced
+def test_shares_are_of_a_whole():
+    done = bench("--shares", "--repeat", "1")
+    assert done.returncode == 0, done.stderr
+    times, instructions = tables_in(done.stdout)
+    calls = {row[0]: row[4] for row in times}
+    assert calls["the other exchanges"] == str(2 * 4 * 128 + 4)  # a request and an answer: 514 behind the login
+    assert calls["writing each line by itself"] == "129"
+    for column in (1, 2):
+        shares = [int(row[column].removesuffix(" %")) for row in instructions[:-1]]
+        assert all(0 <= share <= 100 for share in shares)
+        assert abs(sum(shares) - 100) <= len(shares) / 2  # each is rounded
