@@ -71,13 +71,14 @@ int cli_event()
 
 static void show_nothing() {}
 
-// The linker leads the library's calls of these two here (see CMakeLists.txt). The keys and the names of what they do,
-// of no use without a prompt, would be a third of what a command given at the start costs. Both are retained, called or
-// not: without the linker's option the real ones are then missing, and the program does not come to be.
+// The linker leads the library's calls of these here (see CMakeLists.txt). The keys and the names of what they do, of no
+// use without a prompt, would be a third of what a command given at the start costs. They are retained, called or not:
+// without the linker's option the real ones are then missing, and the program does not come to be.
 extern "C" {
 
 int __real_rl_bind_keyseq_if_unbound(const char *keys, rl_command_func_t *function);
 void __real_rl_initialize_funmap();
+int __real_rl_read_init_file(const char *name);
 
 [[gnu::used, gnu::retain]] int __wrap_rl_bind_keyseq_if_unbound(const char *keys, rl_command_func_t *function)
 {
@@ -89,14 +90,18 @@ void __real_rl_initialize_funmap();
     if (cli_interactive)
         __real_rl_initialize_funmap();
 }
+
+[[gnu::used, gnu::retain]] int __wrap_rl_read_init_file(const char *name)
+{
+    return cli_interactive ? __real_rl_read_init_file(name) : 0;
+}
 }
 
 // A command given at the start needs nothing of the editor but the stream that it prints to. Set up without the
 // terminal's description, any key and a locale, it costs next to nothing.
 static void initialize_without_prompt()
 {
-    static char no_bindings[] = "INPUTRC=/dev/null/none"; // a file that cannot even be opened
-    static char *bare_environment[] = {no_bindings, nullptr};
+    static char *bare_environment[] = {nullptr};
     char **const users = std::exchange(environ, bare_environment);
     static char stdout_buffer[BUFSIZ]; // the library need not look at what it writes to; every output is flushed
     setvbuf(stdout, stdout_buffer, _IOFBF, sizeof stdout_buffer);

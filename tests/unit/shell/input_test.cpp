@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <readline/history.h>
 #include <readline/readline.h>
 #include <termios.h>
@@ -105,6 +106,30 @@ TEST_F(input, no_key_is_bound_for_a_command_given_at_the_start)
 {
     cli_interactive = 0;
     EXPECT_FALSE(binds_keys());
+}
+
+// What the library does with a user's file of keys, which it looks for when it is set up.
+static bool reads_keys()
+{
+    static constexpr char typed[] = "\x18\x1a";
+    const std::string name = testing::TempDir() + "keys." + std::to_string(getpid());
+    std::ofstream(name) << "\"\\C-x\\C-z\": accept-line\n";
+    rl_read_init_file(name.c_str());
+    remove(name.c_str());
+    const bool bound = rl_function_of_keyseq(typed, nullptr, nullptr) == rl_newline;
+    rl_bind_keyseq("\\C-x\\C-z", nullptr);
+    return bound;
+}
+
+TEST_F(input, file_of_keys_is_read_for_a_prompt)
+{
+    EXPECT_TRUE(reads_keys());
+}
+
+TEST_F(input, no_file_of_keys_is_read_for_a_command_given_at_the_start)
+{
+    cli_interactive = 0;
+    EXPECT_FALSE(reads_keys());
 }
 
 // Whether the names of the editor's functions are set up; in a process of its own, since the library does it but once.
