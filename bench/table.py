@@ -7,7 +7,8 @@ divided by tabs, and prints what each takes, beside the limit, and what each out
 import sys
 from dataclasses import dataclass
 
-TOLERANCE = 0.1  # a cost that differs from another by less is the same
+LEVEL = 1.1  # times the cost on the shortest chain that the longest may have, to be no growth
+BESIDE_LINE = 0.2  # share of its cost that a chain may lie beside the line; growing with the square is twice that
 
 
 @dataclass
@@ -56,14 +57,14 @@ def added(first, last, what):
 def growth(chains):
     """How the user and system time grows: whether the chains between stand on a line from the first to the last."""
     first, *between, last = chains
-    if last.cpu <= (1 + TOLERANCE) * first.cpu:
+    if last.cpu <= LEVEL * first.cpu:
         return "none"
     if not between:
         return "?"
     slope = added(first, last, "cpu")
     beside_line = [row.cpu / (first.cpu + slope * (row.outlets - first.outlets)) - 1 for row in between]
     furthest = max(beside_line, key=abs)
-    return "linear" if abs(furthest) <= TOLERANCE else "more than linear" if furthest < 0 else "less than linear"
+    return "linear" if abs(furthest) <= BESIDE_LINE else "more than linear" if furthest < 0 else "less than linear"
 
 
 def growth_row(command, rows):

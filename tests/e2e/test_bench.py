@@ -74,7 +74,7 @@ def test_table_shows_what_each_command_asks_and_prints_and_what_an_outlet_adds()
 @pytest.mark.parametrize("costs, growth", [
     ((1000, 1000, 1099), "none"),
     ((1000, 1400, 2000), "linear"),  # 8, 16 and 32 outlets
-    ((1000, 1100, 2000), "more than linear"),
+    ((1000, 1000, 2000), "more than linear"),
     ((1000, 1700, 2000), "less than linear"),
     ((1000, 2000), "?"),  # two points are always on a line
 ])
