@@ -2,6 +2,7 @@
 
 #include "core/render.h"
 
+#include <clocale>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -211,6 +212,8 @@ TEST(number_text, is_the_number_in_decimal)
 
 TEST(new_text, text_that_the_library_cannot_make_is_absent)
 {
-    static constexpr wchar_t outside[] = {0x110000, 0}; // no character of any locale
-    EXPECT_FALSE(new_text("%ls", outside));
+    const std::string before = setlocale(LC_CTYPE, nullptr); // a prompt may have set the user's
+    setlocale(LC_CTYPE, "C");
+    EXPECT_FALSE(new_text("%ls", L"\u20ac")); // which has no such character
+    setlocale(LC_CTYPE, before.c_str());
 }

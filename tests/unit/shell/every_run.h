@@ -255,6 +255,16 @@ inline bool is_shortened(const std::string &line, const texts &whole)
     });
 }
 
+// A line of the whole answer that broke off, and goes on with another one of them.
+inline bool is_run_on(const std::string &line, const texts &whole)
+{
+    return std::any_of(whole.begin(), whole.end(), [&](const std::string &last) {
+        const std::string first = line.ends_with(last) ? line.substr(0, line.size() - last.size()) : "";
+        const auto begins = [&](const std::string &longer) { return longer.starts_with(first); };
+        return !first.empty() && std::any_of(whole.begin(), whole.end(), begins);
+    });
+}
+
 // The same action on no other outlets than those that were named.
 inline bool is_part_of(const std::string &write, const std::string &whole)
 {
@@ -272,7 +282,8 @@ inline void expect_true_words(const run_case &run, const whole_run &whole, const
     const texts sentences = failure_sentences(run.line.line);
     for (const std::string &line : lines_of(what.text))
         EXPECT_TRUE(is_among(line, whole.lines) || is_among(line, sentences) || is_among(line, run.line.others) ||
-                    line == failure_text || line == no_such_ipdu || is_shortened(line, whole.lines))
+                    line == failure_text || line == no_such_ipdu || is_shortened(line, whole.lines) ||
+                    is_run_on(line, whole.lines))
             << testing::PrintToString(line);
 }
 
