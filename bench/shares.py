@@ -13,10 +13,12 @@ import sys
 import tempfile
 from collections import Counter
 from pathlib import Path
+from statistics import median
 
 from table import show
 
 VERSION, START, LISTING = ("-V",), ("exit",), ("status", "all")
+ROUNDS = 5
 STATUS = {VERSION: "1", START: "0", LISTING: "1"}
 
 # None of a part's functions runs below another one that is named here.
@@ -32,20 +34,24 @@ PARTS = {
 
 class Bench:
     def __init__(self, folder, runs):
-        self.folder, self.runs = Path(folder), runs
+        self.folder, self.runs = Path(folder), int(runs)
 
     def ztcli(self, words):
         return [str(self.folder / "ztcli"), *words]
 
-    def share(self, status, program, words):
-        """What a program takes of the user and system time of ztcli with these words."""
-        done = subprocess.run([self.folder / "measure", self.runs, status, *program, "--", STATUS[words],
-                               *self.ztcli(words)], stdout=subprocess.PIPE, text=True, check=True)
-        ours, of = (int(line.split()[0]) for line in done.stdout.splitlines())
-        return ours / of
+    def own(self, words):
+        return [STATUS[words], *self.ztcli(words)]
 
-    def own_share(self, part, words):
-        return self.share(STATUS[part], self.ztcli(part), words)
+    def share(self, part, whole):
+        """What a program takes of the user and system time of another, each behind the status that it ends with; the
+        median of some rounds, so that what else goes on at the machine in one of them does not count."""
+        shares = []
+        for _ in range(min(ROUNDS, self.runs)):
+            done = subprocess.run([self.folder / "measure", str(max(1, self.runs // ROUNDS)), *part, "--", *whole],
+                                  stdout=subprocess.PIPE, text=True, check=True)
+            first, second = (int(line.split()[0]) for line in done.stdout.splitlines())
+            shares.append(first / second)
+        return median(shares)
 
     def calls(self, words):
         """The system calls by their names."""
@@ -77,25 +83,28 @@ def percent(share):
 
 def time_rows(bench, requests, size):
     """What the limit takes more with all of the exchanges than with the login alone is theirs, and so on."""
-    limit = [str(bench.folder / "limit"), f"{os.environ['ZT_ROOT']}/run/morvd.sock"]
+    limit = ["0", str(bench.folder / "limit"), f"{os.environ['ZT_ROOT']}/run/morvd.sock"]
     version, start, listing = map(bench.calls, (VERSION, START, LISTING))
     exchanges = listing["sendto"] + listing["recvfrom"] - start["sendto"] - start["recvfrom"]
     lines = listing["write"] - start["write"]
     rest = listing.total() - start.total() - exchanges - lines
 
-    loading = bench.own_share(VERSION, LISTING)
-    starting = bench.own_share(START, LISTING)
-    login, asked, printed = (bench.share("0", limit + more, LISTING) for more in (
-        ["0", "0", requests[0]], ["0", "0", *requests], [*size, *requests]))
-    alone = bench.own_share(VERSION, START)
-    last = 1 - starting - (printed - login)
+    own = bench.own
+    alone = bench.share(own(VERSION), own(START))
+    starting = bench.share(own(START), own(LISTING))
+    loading = alone * starting
+    printing = [*limit, *size, *requests]
+    all_printed = bench.share(printing, own(LISTING))
+    all_asked = all_printed * bench.share([*limit, "0", "0", *requests], printing)
+    asked = all_asked - bench.share([*limit, "0", "0", requests[0]], own(LISTING))
+    printed = all_printed - all_asked
     return [
         ["being loaded, and ending", percent(alone), version.total(), percent(loading), version.total()],
         ["login, editor, segment", percent(1 - alone), start.total() - version.total(), percent(starting - loading),
          start.total() - version.total()],
-        ["the other exchanges", "", "", percent(asked - login), exchanges],
-        ["writing each line by itself", "", "", percent(printed - asked), lines],
-        ["finding, reading, formatting", "", "", percent(last), rest],
+        ["the other exchanges", "", "", percent(asked), exchanges],
+        ["writing each line by itself", "", "", percent(printed), lines],
+        ["finding, reading, formatting", "", "", percent(1 - starting - asked - printed), rest],
     ]
 
 
