@@ -80,8 +80,8 @@ def test_table_shows_what_each_command_asks_and_prints_and_what_an_outlet_adds()
 ])
 def test_growth_is_told_by_the_chains_between(costs, growth):
     lines = "".join(f"on all\t{8 << i}\t1\t1\t{cost}\t1\t1\t1\t1\t1\n" for i, cost in enumerate(costs))
-    done = subprocess.run(["/usr/bin/python3", REPOSITORY / "bench/table.py", "1", "1"], input=lines, capture_output=True,
-                          text=True, timeout=20, check=True)
+    done = subprocess.run(["/usr/bin/python3", REPOSITORY / "bench/table.py", "1", "1"], input=lines,
+                          capture_output=True, text=True, timeout=20, check=True)
     assert tables_in(done.stdout)[1][0][-1] == growth
 
 
