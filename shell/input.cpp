@@ -71,9 +71,9 @@ int cli_event()
 
 static void show_nothing() {}
 
-// The linker leads the library's calls of these here (see CMakeLists.txt). The keys and the names of what they do, of no
-// use without a prompt, would be a third of what a command given at the start costs. They are retained, called or not:
-// without the linker's option the real ones are then missing, and the program does not come to be.
+// The linker leads the library's calls of these here (see CMakeLists.txt). The keys and the names of what they do, of
+// no use without a prompt, would be a third of what a command given at the start costs. They are retained, called or
+// not: without the linker's option the real ones are then missing, and the program does not come to be.
 extern "C" {
 
 int __real_rl_bind_keyseq_if_unbound(const char *keys, rl_command_func_t *function);
