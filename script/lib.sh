@@ -101,7 +101,10 @@ configure() {
 one_at_a_time() {
     mkdir -p "$top/build"
     {
-        flock "$building"
+        flock -n "$building" || {
+            say "$self: waiting for another build"
+            flock "$building"
+        }
         "$@"
     } {building}>"$top/build/lock"
     exec {building}>&-

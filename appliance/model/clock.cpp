@@ -24,7 +24,7 @@ int64_t desk_clock::date() const
 {
     if (driven)
         return driven_start + *driven / 1000;
-    time_t now = time(nullptr) + ahead / 1000;
+    const auto now = static_cast<time_t>(time(nullptr) + ahead / 1000);
     tm local{};
     localtime_r(&now, &local);
     return timegm(&local);

@@ -116,7 +116,7 @@ static void add_unit(std::vector<std::string> &records, const place &at, const u
 
 static std::string date_text(const desk_clock &clock)
 {
-    time_t date = clock.date();
+    const auto date = static_cast<time_t>(clock.date());
     tm parts{};
     char buffer[32];
     gmtime_r(&date, &parts);
