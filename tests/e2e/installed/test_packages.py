@@ -42,7 +42,7 @@ class Machine:
         return ["nsenter", f"--target={self.keeper.pid}", "--mount", *command]
 
     def inside(self, *command, **options):
-        return subprocess.run(self.enter("chroot", self.place / "root", *command), capture_output=True, timeout=120,
+        return subprocess.run(self.enter("chroot", self.place / "copy", *command), capture_output=True, timeout=120,
                               check=False, text=True, **options)
 
     def done(self, *command, **options):
@@ -78,7 +78,7 @@ class Machine:
                     self.done("/bin/mkdir", "-p", f"{parent}/{unit[key]}")
             reading, writing = os.pipe()
             command = [*unit["ExecStart"].split()[:1], "--ready-fd", str(writing), *unit["ExecStart"].split()[1:]]
-            self.daemons.append(subprocess.Popen(self.enter("chroot", self.place / "root", *command),
+            self.daemons.append(subprocess.Popen(self.enter("chroot", self.place / "copy", *command),
                                                  pass_fds=[writing], start_new_session=True))
             os.close(writing)
             with os.fdopen(reading, "rb") as ready:
