@@ -99,9 +99,7 @@ class Machine:
                 if not DPKG_KEEPS.match(path) and not (path.endswith("/") and os.path.isdir(path))}
 
     def end(self):
-        for daemon in self.daemons:
-            daemon.kill()
-            daemon.wait()
+        self.stop()  # by which the monitor takes its segment away
         complaint = self.keeper.communicate()[1]
         os.rmdir(self.place)
         return complaint.decode()
