@@ -4,7 +4,6 @@
 #include "core/outlet_string.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstdio>
 #include <cstring>
 
@@ -12,6 +11,7 @@
 #include "client/types.h"
 #include "core/identifiers.h"
 #include "core/log.h"
+#include "core/utils.h"
 #include "core/ztd_shm.h"
 #include "shell/cli.h"
 
@@ -22,12 +22,6 @@ struct parsing {
     int count; // records used so far
     const char *token;
 };
-
-// Numbers are scanned as long, so that one beyond 32 bits stays out of range instead of coming back as another outlet.
-static int saturated(long value)
-{
-    return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
-}
 
 static bool consumed_whole(const parsing &at, int consumed)
 {

@@ -15,8 +15,7 @@
 #include "core/log.h"
 #include "shell/cli.h"
 
-// The same answer for a number out of range whatever the size of a long.
-static int saturated(long value)
+int saturated(long value)
 {
     return static_cast<int>(std::clamp<long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }

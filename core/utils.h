@@ -12,6 +12,10 @@ struct unit {
     int pdu;
 };
 
+// The value, or the end of the range of int that it lies beyond: a number that is scanned as long does not come back as
+// another unit or outlet, and the answer is the same whatever the size of a long.
+int saturated(long value);
+
 // The number that the text begins with, 0 where it begins with none; beyond the range of int, the end of that range.
 int decimal_value(const char *text);
 
